@@ -1,0 +1,17 @@
+// The system clipboard's text, as UTF-8. Any thread may call these; the system lets one in at a
+// time.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace talu {
+
+// Empty when the clipboard holds no Unicode text or another program has it open.
+std::string ReadClipboardText();
+
+// Puts text in the place of whatever the clipboard holds. When memory runs out or another program
+// has the clipboard open, it stays as it was; the user copies again.
+void WriteClipboardText(std::string_view text);
+
+}  // namespace talu

@@ -1,0 +1,153 @@
+#include <windows.h>
+
+#include <chrono>
+#include <climits>
+#include <semaphore>
+
+#include "clipboard/clipboard_text.h"
+
+namespace talu {
+namespace {
+
+// Opened without a window, the clipboard tells threads of one program not apart: it lets the second
+// in while the first is still at work, whose next calls then fail with the clipboard half written.
+// So our own threads take turns. A turn that does not come in time, because the program that owns
+// the data hangs over handing it out, counts as a clipboard that cannot be opened.
+std::binary_semaphore ownTurn{1};
+constexpr std::chrono::milliseconds kOwnTurnWait{250};
+
+// The clipboard, open for one scope; false when it cannot be had.
+class OpenedClipboard {
+ public:
+  OpenedClipboard()
+      : hasTurn(ownTurn.try_acquire_for(kOwnTurnWait)),
+        opened(hasTurn && OpenClipboard(nullptr) != FALSE) {}
+  ~OpenedClipboard() {
+    if (opened) CloseClipboard();
+    if (hasTurn) ownTurn.release();
+  }
+  OpenedClipboard(const OpenedClipboard&) = delete;
+  OpenedClipboard& operator=(const OpenedClipboard&) = delete;
+
+  explicit operator bool() const { return opened; }
+
+ private:
+  const bool hasTurn;
+  const bool opened;
+};
+
+// The address of a movable block, for one scope; null when it cannot be had.
+class LockedBlock {
+ public:
+  explicit LockedBlock(HGLOBAL lockedBlock)
+      : block(lockedBlock), units(static_cast<wchar_t*>(GlobalLock(lockedBlock))) {}
+  ~LockedBlock() {
+    if (units != nullptr) GlobalUnlock(block);
+  }
+  LockedBlock(const LockedBlock&) = delete;
+  LockedBlock& operator=(const LockedBlock&) = delete;
+
+  wchar_t* Units() const { return units; }
+
+ private:
+  const HGLOBAL block;
+  wchar_t* const units;
+};
+
+// Frees the block unless the clipboard has taken it over.
+class OwnedBlock {
+ public:
+  explicit OwnedBlock(HGLOBAL owned) : block(owned) {}
+  ~OwnedBlock() {
+    if (block != nullptr) GlobalFree(block);
+  }
+  OwnedBlock(const OwnedBlock&) = delete;
+  OwnedBlock& operator=(const OwnedBlock&) = delete;
+
+  HGLOBAL Get() const { return block; }
+  void Release() { block = nullptr; }
+
+ private:
+  HGLOBAL block;
+};
+
+// The text in a clipboard block. The block is another program's and may lack the terminating NUL.
+std::string TextOf(HGLOBAL block) {
+  const LockedBlock locked(block);
+  if (locked.Units() == nullptr) {
+    return {};
+  }
+  const size_t length = wcsnlen(locked.Units(), GlobalSize(block) / sizeof(wchar_t));
+  if (length == 0 || length > INT_MAX) {
+    return {};
+  }
+  const int units = static_cast<int>(length);
+  const int bytes =
+      WideCharToMultiByte(CP_UTF8, 0, locked.Units(), units, nullptr, 0, nullptr, nullptr);
+  if (bytes < 1) {
+    return {};
+  }
+  std::string text(static_cast<size_t>(bytes), '\0');
+  // Cannot give another count than a moment ago for the same units.
+  (void)WideCharToMultiByte(CP_UTF8, 0, locked.Units(), units, text.data(), bytes, nullptr,
+                            nullptr);
+  return text;
+}
+
+// A movable block with text and a terminating NUL; null when memory runs out.
+HGLOBAL BlockWith(std::string_view text) {
+  if (text.size() > INT_MAX) {
+    return nullptr;
+  }
+  const int bytes = static_cast<int>(text.size());
+  const int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
+  if (units < 0) {
+    return nullptr;
+  }
+  const auto count = static_cast<size_t>(units);
+  OwnedBlock block(GlobalAlloc(GMEM_MOVEABLE, (count + 1) * sizeof(wchar_t)));
+  if (block.Get() == nullptr) {
+    return nullptr;
+  }
+  {
+    const LockedBlock locked(block.Get());
+    if (locked.Units() == nullptr) {
+      return nullptr;
+    }
+    // Cannot give another count than a moment ago for the same bytes.
+    (void)MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, locked.Units(), units);
+    locked.Units()[count] = L'\0';
+  }
+  const HGLOBAL filled = block.Get();
+  block.Release();
+  return filled;
+}
+
+}  // namespace
+
+std::string ReadClipboardText() {
+  const OpenedClipboard clipboard;
+  if (!clipboard) {
+    return {};
+  }
+  const HANDLE block = GetClipboardData(CF_UNICODETEXT);
+  return block == nullptr ? std::string() : TextOf(block);
+}
+
+void WriteClipboardText(std::string_view text) {
+  OwnedBlock block(BlockWith(text));
+  if (block.Get() == nullptr) {
+    return;
+  }
+  const OpenedClipboard clipboard;
+  if (!clipboard) {
+    return;
+  }
+  // A clipboard that refuses to be emptied refuses the new data, too.
+  (void)EmptyClipboard();
+  if (SetClipboardData(CF_UNICODETEXT, block.Get()) != nullptr) {
+    block.Release();
+  }
+}
+
+}  // namespace talu
