@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import test from 'node:test';
 
-import {codecString, withoutReordering} from './h264_sps.js';
+import {codecString, pictureSize, withoutReordering} from './h264_sps.js';
 import {isParameterSet, isSps, joinUnits, splitUnits} from './h264_units.js';
 import {KeyFramePreparer} from './key_frame_preparer.js';
 
@@ -48,6 +48,16 @@ const kUsability = '1' + fixed(1, 8) + '0' +
 test('the codec is named by profile, constraints and level', () => {
   assert.equal(codecString(Uint8Array.of(0x67, 0x4d, 0x00, 0x1f, 0xff)), 'avc1.4d001f');
   assert.equal(codecString(Uint8Array.of(0x67, 0x42, 0xc0, 0x0a)), 'avc1.42c00a');
+});
+
+test('the size is that of the whole blocks less what is cut off', () => {
+  assert.deepEqual(pictureSize(nal(kMainHead + '0')), {width: 1280, height: 720});
+  // 1150x648 of 72 by 41 blocks: a column of two pixels and four rows of two are cut off.
+  const cut = fixed(0x67, 8) + fixed(77, 8) + fixed(0, 8) + fixed(31, 8) + ue(0) + ue(0) + ue(0) +
+      ue(2) + ue(2) + '0' + ue(71) + ue(40) + '1' +
+      '1' +
+      '1' + ue(0) + ue(1) + ue(0) + ue(4) + '0';
+  assert.deepEqual(pictureSize(nal(cut)), {width: 1150, height: 648});
 });
 
 test('a set without any usability part gets one that promises display order', () => {

@@ -4,6 +4,8 @@
 const kProfilesWithChromaFormat =
     new Set([100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134]);
 const kExtendedAspectRatio = 255;
+const kMacroblock = 16;
+const kChromaStep = 2;
 
 /** The codec's name for WebCodecs: avc1. and profile, constraints and level in hexadecimal. */
 export function codecString(sps) {
@@ -163,6 +165,22 @@ function skipUsability(reader) {
   reader.bit();
 }
 
+// Whole macroblocks, less what is cut off at the edges in steps of the chroma's samples.
+function readSize(reader) {
+  const columns = reader.unsigned() + 1;
+  const rows = reader.unsigned() + 1;
+  const frameRows = reader.bit() === 1 ? 1 : 2;
+  if (frameRows === 2) reader.bit();
+  reader.bit();
+  let [left, right, top, bottom] = [0, 0, 0, 0];
+  if (reader.bit() === 1)
+    [left, right, top, bottom] = Array.from({length: 4}, () => reader.unsigned());
+  return {
+    width: columns * kMacroblock - kChromaStep * (left + right),
+    height: frameRows * (rows * kMacroblock - kChromaStep * (top + bottom)),
+  };
+}
+
 function readLayout(payload) {
   const reader = new BitReader(payload);
   reader.bits(8);
@@ -174,19 +192,14 @@ function readLayout(payload) {
   skipPictureOrder(reader);
   const referenceFrames = reader.unsigned();
   reader.bit();
-  reader.unsigned();
-  reader.unsigned();
-  if (reader.bit() === 0) reader.bit();
-  reader.bit();
-  if (reader.bit() === 1) {
-    for (let i = 0; i < 4; i++) reader.unsigned();
-  }
+  const size = readSize(reader);
   const usabilityAt = reader.position;
   const hasUsability = reader.bit() === 1;
-  if (!hasUsability) return {referenceFrames, usabilityAt, hasUsability, hasRestriction: false};
+  if (!hasUsability)
+    return {size, referenceFrames, usabilityAt, hasUsability, hasRestriction: false};
   skipUsability(reader);
   const restrictionAt = reader.position;
-  return {referenceFrames, hasUsability, restrictionAt, hasRestriction: reader.bit() === 1};
+  return {size, referenceFrames, hasUsability, restrictionAt, hasRestriction: reader.bit() === 1};
 }
 
 function writeNoReordering(writer, referenceFrames) {
@@ -201,6 +214,11 @@ function writeNoReordering(writer, referenceFrames) {
 }
 
 const kUsabilityFlagsBeforeRestriction = 8;
+
+/** The size of the pictures in pixels: {width, height}. Of 4:2:0 video, as the host's is. */
+export function pictureSize(sps) {
+  return readLayout(unescape(sps)).size;
+}
 
 /**
  * The same parameter set with the promise that pictures come in the order in which they are shown.

@@ -4,7 +4,7 @@
 
 import {execFile, spawn} from 'node:child_process';
 import {once} from 'node:events';
-import {mkdtemp, readFile, rm, writeFile} from 'node:fs/promises';
+import {mkdtemp, readFile, rename, rm, writeFile} from 'node:fs/promises';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {createInterface} from 'node:readline';
@@ -144,8 +144,11 @@ export class Stand {
   }
 
   /** Writes a control file of faults, one of those that devkit/run --help names. */
-  writeFaults(name, lines) {
-    return writeFile(join(this.files, name), lines.map((line) => `${line}\n`).join(''));
+  async writeFaults(name, lines) {
+    // Renamed into place, so that nobody reads half of it.
+    const draft = join(this.files, `${name}.new`);
+    await writeFile(draft, lines.map((line) => `${line}\n`).join(''));
+    await rename(draft, join(this.files, name));
   }
 
   signal(name) {
