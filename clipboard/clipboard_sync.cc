@@ -3,6 +3,7 @@
 #include "base/log.h"
 #include "clipboard/clipboard_text.h"
 #include "control/json_fields.h"
+#include "control/json_text.h"
 #include "control/message_limit.h"
 
 namespace talu {

@@ -42,12 +42,6 @@ std::string ExtractConnId(std::string_view body);
 // True when the body holds "type":"name" in exactly this compact form, anywhere.
 bool HasType(std::string_view body, std::string_view name);
 
-// Text ready to stand between double quotes. Bytes from 0x7F up and slashes stay as they are.
-std::string JsonEscape(std::string_view text);
-
-// How many bytes JsonEscape gives, without making them.
-size_t JsonEscapedSize(std::string_view text);
-
 // "-7", "0", "42".
 std::string DecimalText(int32_t number);
 

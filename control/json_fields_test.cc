@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "control/byte_search.h"
+#include "control/json_text.h"
 #include "tests/fakes/exact_bytes.h"
 
 namespace talu {
@@ -437,6 +438,53 @@ TEST(JsonFields, TheStringReaderAgreesWithTheRulesReadByteByByte) {
     const bool found = JsonFindString(body.View(), "text", value);
     ASSERT_EQ(found, ReadStringByteByByte(text, "text", expectedValue)) << text;
     ASSERT_EQ(value, expectedValue) << text;
+  }
+}
+
+// Where escapes are many they are decoded and written in stretches, a kilobyte at a time.
+TEST(JsonFields, LongTextsFullOfEscapesAgreeWithTheRulesReadByteByByte) {
+  const std::vector<std::string> kPieces = {"\\n",
+                                            "\\\"",
+                                            "\\\\",
+                                            "\\u4e2d",
+                                            "\\ud83d\\ude00",
+                                            "\\ud83d",
+                                            "\\x",
+                                            "a",
+                                            "é",
+                                            "a few",
+                                            "sixteen bytes or so of text"};
+  const std::vector<std::string> kEnds = {"\"", "", "\\", "\\u12", "\\u12g4\"", "\\ud83d\\u12"};
+  std::mt19937 random(4);
+  for (int round = 0; round < 500; ++round) {
+    // Some texts have many plain pieces, some hardly any.
+    const size_t kinds = 5 + random() % (kPieces.size() - 4);
+    std::string text = "{\"text\":\"";
+    for (size_t count = random() % 900; count > 0; --count) text += kPieces[random() % kinds];
+    text += kEnds[random() % kEnds.size()];
+    const ExactBytes body(text);
+    std::string value;
+    std::string expectedValue;
+    const bool found = JsonFindString(body.View(), "text", value);
+    ASSERT_EQ(found, ReadStringByteByByte(text, "text", expectedValue)) << text;
+    ASSERT_EQ(value, expectedValue) << text;
+  }
+}
+
+TEST(JsonFields, LongTextsAreEscapedAsTheirBytesAre) {
+  std::mt19937 random(5);
+  for (int round = 0; round < 500; ++round) {
+    std::string text;
+    std::string expected;
+    const uint32_t rarity = 1 + random() % 40;
+    for (size_t count = random() % 400; count > 0; --count) {
+      const char byte = random() % rarity == 0 ? "\n\"\\\x1F"[random() % 4] : 'p';
+      text += byte;
+      expected += JsonEscape(std::string(1, byte));
+    }
+    const ExactBytes bytes(text);
+    ASSERT_EQ(JsonEscape(bytes.View()), expected);
+    ASSERT_EQ(JsonEscapedSize(bytes.View()), expected.size());
   }
 }
 

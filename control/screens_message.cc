@@ -2,6 +2,7 @@
 
 #include "base/log.h"
 #include "control/json_fields.h"
+#include "control/json_text.h"
 
 namespace talu {
 namespace {

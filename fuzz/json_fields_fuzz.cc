@@ -4,6 +4,7 @@
 #include <string>
 
 #include "control/byte_search.h"
+#include "control/json_text.h"
 #include "fuzz/checks.h"
 
 namespace talu {
