@@ -36,6 +36,9 @@ class ScreenCapturer {
   // then stay as they were. Access that was lost is opened again by the next call.
   CapturedFrame CaptureFrame(uint32_t timeoutMs);
 
+  // True once after access was opened again by itself. The monitors may have been rearranged then.
+  bool TakeReopening();
+
   // Points the capturer at another output; on failure the previous one is opened again.
   bool SelectOutput(uint32_t index);
   uint32_t CurrentOutput() const;

@@ -67,6 +67,7 @@ struct ScreenCapturer::CaptureDevice {
   Pixels pixels;
   CursorUpdate cursor;
   bool cursorChanged = false;
+  bool reopened = false;
   std::atomic<uint32_t> outputIndex{0};
 
  private:
@@ -114,7 +115,14 @@ bool ScreenCapturer::CaptureDevice::Init(uint32_t index) {
 }
 
 bool ScreenCapturer::CaptureDevice::EnsureOpen() {
-  return duplication || (graphics && Open(outputIndex.load()));
+  if (duplication) {
+    return true;
+  }
+  if (!graphics || !Open(outputIndex.load())) {
+    return false;
+  }
+  reopened = true;
+  return true;
 }
 
 bool ScreenCapturer::CaptureDevice::Open(uint32_t index) {
@@ -287,6 +295,8 @@ CapturedFrame ScreenCapturer::CaptureFrame(uint32_t timeoutMs) {
   const Pixels& pixels = device->pixels;
   return {pixels.bytes.data(), pixels.width, pixels.height, true};
 }
+
+bool ScreenCapturer::TakeReopening() { return device && std::exchange(device->reopened, false); }
 
 bool ScreenCapturer::SelectOutput(uint32_t index) { return device && device->Select(index); }
 

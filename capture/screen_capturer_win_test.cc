@@ -314,8 +314,11 @@ TEST_F(ScreenCapturerTest, LostAccessIsInvalidNowAndOpenedAgainByTheNextCall) {
   ExpectInvalid(capturer->CaptureFrame(kTimeoutMs));
   EXPECT_EQ(graphics.Count("~Duplication"), 1);
   EXPECT_EQ(graphics.Count("DuplicateOutput"), 0);
+  EXPECT_FALSE(capturer->TakeReopening());
   EXPECT_TRUE(capturer->CaptureFrame(kTimeoutMs).valid);
   EXPECT_EQ(graphics.Count("DuplicateOutput"), 1);
+  EXPECT_TRUE(capturer->TakeReopening());
+  EXPECT_FALSE(capturer->TakeReopening());
   EXPECT_EQ(graphics.Count("D3D11CreateDevice"), 0);
 }
 

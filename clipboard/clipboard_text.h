@@ -1,5 +1,5 @@
 // The system clipboard's text, as UTF-8. Any thread may call these; the system lets one in at a
-// time.
+// time. A clipboard that another program has open is waited for, a quarter of a second at the most.
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@
 
 namespace talu {
 
-// Empty when the clipboard holds no Unicode text or another program has it open.
+// Empty when the clipboard holds no Unicode text or another program keeps it open.
 std::string ReadClipboardText();
 
 // Puts text in the place of whatever the clipboard holds. When memory runs out or another program
-// has the clipboard open, it stays as it was; the user copies again.
+// keeps the clipboard open, it stays as it was; the user copies again.
 void WriteClipboardText(std::string_view text);
 
 }  // namespace talu

@@ -1,30 +1,48 @@
 #include <windows.h>
 
-#include <chrono>
+#include <atomic>
 #include <climits>
-#include <semaphore>
 
+#include "base/clock.h"
 #include "clipboard/clipboard_text.h"
 
 namespace talu {
 namespace {
 
+// Another program has the clipboard open for a moment whenever it looks at a new text, and every
+// program that keeps a history looks at every text. So opening it is tried again for a while.
+constexpr int kOpenAttempts = 50;
+constexpr int64_t kOpenRetryMs = 5;
+
 // Opened without a window, the clipboard tells threads of one program not apart: it lets the second
 // in while the first is still at work, whose next calls then fail with the clipboard half written.
-// So our own threads take turns. A turn that does not come in time, because the program that owns
-// the data hangs over handing it out, counts as a clipboard that cannot be opened.
-std::binary_semaphore ownTurn{1};
-constexpr std::chrono::milliseconds kOwnTurnWait{250};
+// So our own threads take turns.
+std::atomic<bool> ownTurnTaken{false};
+
+bool OpenInTurn() {
+  if (ownTurnTaken.exchange(true)) {
+    return false;
+  }
+  if (OpenClipboard(nullptr) != FALSE) {
+    return true;
+  }
+  ownTurnTaken.store(false);
+  return false;
+}
 
 // The clipboard, open for one scope; false when it cannot be had.
 class OpenedClipboard {
  public:
-  OpenedClipboard()
-      : hasTurn(ownTurn.try_acquire_for(kOwnTurnWait)),
-        opened(hasTurn && OpenClipboard(nullptr) != FALSE) {}
+  OpenedClipboard() {
+    for (int attempt = 1; !opened && attempt <= kOpenAttempts; ++attempt) {
+      if (attempt > 1) SleepForMs(kOpenRetryMs);
+      opened = OpenInTurn();
+    }
+  }
   ~OpenedClipboard() {
-    if (opened) CloseClipboard();
-    if (hasTurn) ownTurn.release();
+    if (!opened) return;
+    CloseClipboard();
+    ownTurnTaken.store(false);
   }
   OpenedClipboard(const OpenedClipboard&) = delete;
   OpenedClipboard& operator=(const OpenedClipboard&) = delete;
@@ -32,8 +50,7 @@ class OpenedClipboard {
   explicit operator bool() const { return opened; }
 
  private:
-  const bool hasTurn;
-  const bool opened;
+  bool opened = false;
 };
 
 // The address of a movable block, for one scope; null when it cannot be had.

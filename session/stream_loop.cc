@@ -45,7 +45,7 @@ class StreamRun {
     if (current.valid) {
       last = current;
       waits = 0;
-      screen.AdoptFrameSize(current);
+      screen.AdoptFrame(current);
     } else if (last.valid) {
       current = last;
     } else {

@@ -465,6 +465,39 @@ TEST_F(StreamLoopTest, AdoptsTheSizeOfAFrameAfterAModeChange) {
   EXPECT_EQ(Count(encoder.Calls(), "ForceKeyFrame"), 1u);
 }
 
+// The second monitor was at the right; now the first stands there, and the second is the primary.
+TEST_F(StreamLoopTest, PutsClicksOnTheShownMonitorAfterItWasMoved) {
+  FakeInjection::Reset();
+  FakeInjection::SetVirtualDesktop(0, 0, 97, 49);
+  const std::string corner = R"({"type":"mousemove","x":0,"y":0})";
+  RunGrabs(3, [&](int64_t grab) {
+    if (grab != 2) return;
+    input.HandleEvent(corner);
+    capture.SetScreens({Screen(0, 64, 48, 32, 24), Screen(1, 32, 24, 0, 0)});
+    capture.GiveReopening();
+  });
+  input.HandleEvent(corner);
+  EXPECT_EQ(FakeInjection::Events(),
+            (std::vector<std::string>{"mouse 0xC001 at 0,0 data 0",
+                                      "mouse 0xC001 at 21845,32767 data 0"}));
+  EXPECT_EQ(Count(encoder.Calls(), "Init 64x48@30 8000"), 1u);
+}
+
+TEST_F(StreamLoopTest, LeavesClicksWhereTheyWereWhenTheShownMonitorIsNotListed) {
+  FakeInjection::Reset();
+  FakeInjection::SetVirtualDesktop(0, 0, 97, 49);
+  capture.SetScreens({Screen(0, 64, 48, 32, 24)});
+  screen->SwitchScreen(0);
+  RunGrabs(2, [&](int64_t) {
+    capture.GiveFrame(64, 48);
+    capture.SetScreens({});
+    capture.GiveReopening();
+  });
+  input.HandleEvent(R"({"type":"mousemove","x":0,"y":0})");
+  EXPECT_EQ(FakeInjection::Events(),
+            std::vector<std::string>{"mouse 0xC001 at 21845,32767 data 0"});
+}
+
 TEST_F(StreamLoopTest, GivesTheEncoderEvenSizesOnly) {
   capture.SetScreens({Screen(0, 63, 47, 0, 0)});
   RunGrabs(3);

@@ -46,19 +46,21 @@ bool StreamedScreen::WaitForFirstFrame() {
   return false;
 }
 
-// The listed screen of that index; where the list has none, the session's size at the origin.
-ScreenInfo StreamedScreen::DescribeScreen(uint32_t index) {
+// The listed screen of that index.
+std::optional<ScreenInfo> StreamedScreen::FindScreen(uint32_t index) {
   const std::vector<ScreenInfo> screens = capturer.EnumerateScreens();
   const auto found = std::find_if(screens.begin(), screens.end(), [index](const ScreenInfo& entry) {
     return entry.index == index;
   });
-  if (found != screens.end()) {
-    return *found;
-  }
+  return found == screens.end() ? std::nullopt : std::optional(*found);
+}
+
+// Where the list does not have it: the session's size at the origin.
+ScreenInfo StreamedScreen::DescribeScreen(uint32_t index) {
   ScreenInfo unknown;
   unknown.width = Size().width;
   unknown.height = Size().height;
-  return unknown;
+  return FindScreen(index).value_or(unknown);
 }
 
 void StreamedScreen::SwitchScreen(int32_t index) {
@@ -76,14 +78,22 @@ void StreamedScreen::SwitchScreen(int32_t index) {
             screen.left, screen.top);
 }
 
-void StreamedScreen::AdoptFrameSize(const CapturedFrame& frame) {
+void StreamedScreen::AdoptFrame(const CapturedFrame& frame) {
+  const bool reopened = capturer.TakeReopening();
   const PictureSize newSize{frame.width, frame.height};
   if (newSize == Size()) {
+    if (reopened) FollowMonitor();
     return;
   }
   const ScreenInfo screen = DescribeScreen(capturer.CurrentOutput());
   ApplySize(newSize, screen.left, screen.top, true);
   LogPrintf("[agent] picture size is now %dx%d\n", newSize.width, newSize.height);
+}
+
+void StreamedScreen::FollowMonitor() {
+  if (const std::optional<ScreenInfo> screen = FindScreen(capturer.CurrentOutput())) {
+    input.SetScreenRect(Size().width, Size().height, screen->left, screen->top);
+  }
 }
 
 void StreamedScreen::ApplySize(PictureSize newSize, int32_t left, int32_t top,

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "base/sdk_session.h"
@@ -40,8 +41,9 @@ class StreamedScreen {
   void SwitchScreen(int32_t index);
 
   // Takes over the size of a frame that differs from the session's: the display's mode has changed,
-  // or the monitor is rotated and its pictures lie on their side.
-  void AdoptFrameSize(const CapturedFrame& frame);
+  // or the monitor is rotated and its pictures lie on their side. Where the monitors were only
+  // rearranged, clicks follow the one that is shown.
+  void AdoptFrame(const CapturedFrame& frame);
 
   // What a subscriber asks for. Rates in kbit/s.
   void SetRates(int32_t newFps, int32_t newMaxKbps, int32_t newMinKbps);
@@ -70,7 +72,9 @@ class StreamedScreen {
 
  private:
   bool WaitForFirstFrame();
+  std::optional<ScreenInfo> FindScreen(uint32_t index);
   ScreenInfo DescribeScreen(uint32_t index);
+  void FollowMonitor();
   void ApplySize(PictureSize newSize, int32_t left, int32_t top, bool rebuildEncoder);
 
   SessionFlags& flags;

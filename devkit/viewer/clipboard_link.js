@@ -62,9 +62,10 @@ export class ClipboardLink {
 
   /** Copies text to this computer's clipboard; false when the browser forbids it. */
   async copyHere(text) {
+    // Not after the write, in whose time the user may have copied something else.
+    this.#known = forPage(text);
     try {
       await navigator.clipboard.writeText(text);
-      this.#known = forPage(text);
       return true;
     } catch {
       return false;

@@ -43,16 +43,18 @@ async function copyOnHost(page, stand, name, text) {
 const untilHostClipboard = (page, text) =>
     untilState(page, ({hostClipboard}, wanted) => hostClipboard === wanted, text);
 
+/** The page writes what it was told a moment later. */
+const untilLocalClipboard = (page, wanted) => until(
+    () => page.evaluate(
+        (text) => navigator.clipboard.readText().then((is) => is === text), wanted),
+    'text on the clipboard');
+
 test('text copied on the desktop reaches this computer’s clipboard', async (t) => {
   const {page, stand} = await openDesktop(t, shared, {context: kAllowed});
   await enter(page, stand, 'copied');
   await copyOnHost(page, stand, 'copied', `${kText}\nnext line`);
   await untilHostClipboard(page, `${kText}\r\nnext line`);
-  await until(
-      () => page.evaluate(
-          (text) => navigator.clipboard.readText().then((is) => is === text),
-          `${kText}\nnext line`),
-      'text on the clipboard');
+  await untilLocalClipboard(page, `${kText}\nnext line`);
 });
 
 test('text copied on this computer is pasted on the desktop', async (t) => {
@@ -87,6 +89,7 @@ test('the clipboards take turns', async (t) => {
   for (const round of ['一', '二', '三']) {
     await copyOnHost(page, stand, 'both', `host ${round}`);
     await untilHostClipboard(page, `host ${round}`);
+    await untilLocalClipboard(page, `host ${round}`);
     await page.evaluate((text) => navigator.clipboard.writeText(text), `page ${round}`);
     await page.keyboard.press('Control+KeyV');
     await untilText(stand, 'both', `page ${round}`);

@@ -28,6 +28,7 @@ struct Script {
   std::deque<Grab> grabs;
   bool still = false;
   std::optional<CursorUpdate> cursor;
+  bool reopened = false;
   std::function<void(int64_t, uint32_t)> onGrab;
 
   int64_t inits = 0;
@@ -178,6 +179,11 @@ CapturedFrame ScreenCapturer::CaptureFrame(uint32_t timeoutMs) {
   return {device->pixels.data(), grab.width, grab.height, true};
 }
 
+bool ScreenCapturer::TakeReopening() {
+  const Visit visit(device->visitors);
+  return WithScript([](Script& s) { return std::exchange(s.reopened, false); });
+}
+
 bool ScreenCapturer::SelectOutput(uint32_t index) {
   const Visit visit(device->visitors);
   const bool selected = WithScript([this, index](Script& s) {
@@ -272,6 +278,10 @@ void FakeCapture::SetStill(bool still) {
 
 void FakeCapture::GiveCursor(CursorUpdate update) {
   WithScript([&update](Script& s) { s.cursor = std::move(update); });
+}
+
+void FakeCapture::GiveReopening() {
+  WithScript([](Script& s) { s.reopened = true; });
 }
 
 void FakeCapture::OnGrab(std::function<void(int64_t, uint32_t)> hook) {

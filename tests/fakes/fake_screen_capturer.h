@@ -44,6 +44,9 @@ class FakeCapture {
   // The next TakeCursorUpdate gives this; a later one replaces it if nobody took it.
   void GiveCursor(CursorUpdate update);
 
+  // The next TakeReopening finds one.
+  void GiveReopening();
+
   // Called by the grabbing thread at the start of each grab, outside of any lock, with the number
   // of the grab since Reset (from 1) and its time-out: lets a script act in the middle of a run.
   void OnGrab(std::function<void(int64_t grab, uint32_t timeoutMs)> hook);
