@@ -1,0 +1,96 @@
+// What the host takes from the heap once it runs: nothing for a frame, its two copies for a
+// message.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "capture/pixel_rows.h"
+#include "control/control_channel.h"
+#include "encoder/picture_staging.h"
+#include "input/mouse_input.h"
+#include "session/push_session.h"
+#include "session/sdk_callbacks.h"
+#include "session/stream_loop.h"
+#include "tests/fakes/allocation_count.h"
+#include "tests/fakes/bare_machine.h"
+#include "tests/fakes/log_capture.h"
+
+namespace talu {
+namespace {
+
+// Far enough for lines of statistics to fall among the frames that are counted.
+constexpr int64_t kFirstCounted = 100;
+constexpr int64_t kLastCounted = 300;
+
+SessionFlags* running = nullptr;
+int64_t allocationsBefore = 0;
+int64_t allocationsAfter = 0;
+
+void CountFrame(int64_t number) {
+  if (number == kFirstCounted) allocationsBefore = AllocationsOfThisThread();
+  if (number == kLastCounted) {
+    allocationsAfter = AllocationsOfThisThread();
+    running->streaming.store(false);
+  }
+}
+
+TEST(SteadyState, TheStreamLoopAllocatesNothingForAFrame) {
+  const LogCapture log;
+  const StreamSdk sdk = BareStreamSdk();
+  SessionFlags flags;
+  SdkSession session;
+  InputInjector input;
+  StreamedScreen screen(flags, session, input);
+  SdkSessionHandle handle = nullptr;
+  sdk.session_create(nullptr, &handle);
+  session.Open(sdk, handle);
+  ASSERT_TRUE(screen.Open());
+  screen.SetRates(30, 8000, 0);
+  ASSERT_TRUE(screen.BuildEncoder());
+  flags.streaming.store(true);
+  flags.controllerActive.store(true);
+  running = &flags;
+  onBareFrame = CountFrame;
+  StreamLoop(screen, flags, session, sdk);
+  onBareFrame = nullptr;
+  session.Close();
+  EXPECT_EQ(allocationsAfter - allocationsBefore, 0);
+}
+
+TEST(SteadyState, APictureIsCopiedAndConvertedWithoutAllocating) {
+  constexpr size_t kPitch = 4 * kBareWidth + 64;
+  const std::vector<uint8_t> mapped(kPitch * kBareHeight);
+  std::vector<uint8_t> pixels;
+  std::vector<uint8_t> nv12;
+  const auto take = [&] {
+    ResizePixels(pixels, size_t{4} * kBareWidth * kBareHeight);
+    CopyRows(mapped.data(), kPitch, 4 * kBareWidth, kBareHeight, pixels.data());
+    return StageNv12(pixels.data(), kBareWidth, kBareHeight, nv12);
+  };
+  (void)take();
+  const int64_t before = AllocationsOfThisThread();
+  (void)take();
+  EXPECT_EQ(AllocationsOfThisThread() - before, 0);
+}
+
+TEST(SteadyState, AMouseMoveAllocatesNoMoreThanTheTwoCopiesOfItsMessage) {
+  const LogCapture log;
+  PushSession session;
+  const SdkGlobalConfig library = MakeGlobalConfig(1, session);
+  const std::string body = R"({"type":"mousemove","x":40,"y":30})";
+  const SdkCustomMessage message{kControlLabel, reinterpret_cast<const uint8_t*>(body.data()),
+                                 static_cast<uint32_t>(body.size()), 0};
+  const auto say = [&] { library.onCustomMessage(nullptr, &message, library.user); };
+  say();
+  const int64_t injections = bareInjections;
+  const int64_t before = AllocationsOfThisThread();
+  say();
+  const int64_t allocations = AllocationsOfThisThread() - before;
+  EXPECT_LE(allocations, 2);
+  EXPECT_EQ(bareInjections - injections, 1);
+}
+
+}  // namespace
+}  // namespace talu
