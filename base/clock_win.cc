@@ -13,33 +13,45 @@ constexpr DWORD kHighResolutionTimer = 0x00000002;
 // Windows' timer ticks every 15.6 ms by default, too coarse for 30 or 60 fps and for 1 ms polls.
 // Each thread keeps one high-resolution timer (Windows 10 1803 and later). Where the system lacks
 // it, an ordinary timer is used with the system's tick raised to 1 ms for the life of the process.
-class ThreadTimer {
- public:
-  ThreadTimer()
-      : timer(CreateWaitableTimerExW(nullptr, nullptr, kHighResolutionTimer, TIMER_ALL_ACCESS)) {
-    if (timer == nullptr) {
-      timeBeginPeriod(1);
-      timer = CreateWaitableTimerExW(nullptr, nullptr, 0, TIMER_ALL_ACCESS);
+HANDLE CreateTimer() {
+  HANDLE const timer =
+      CreateWaitableTimerExW(nullptr, nullptr, kHighResolutionTimer, TIMER_ALL_ACCESS);
+  if (timer != nullptr) {
+    return timer;
+  }
+  timeBeginPeriod(1);
+  return CreateWaitableTimerExW(nullptr, nullptr, 0, TIMER_ALL_ACCESS);
+}
+
+void WINAPI CloseTimer(void* timer) {
+  if (timer != nullptr) {
+    CloseHandle(timer);
+  }
+}
+
+// Null when none could be had. Kept in a slot of the system's, which closes it when the thread
+// ends: the compiler's runtime frees what is thread_local before it runs the destructors of it.
+HANDLE ThreadTimer() {
+  static const DWORD slot = FlsAlloc(CloseTimer);
+  HANDLE timer = FlsGetValue(slot);
+  if (timer == nullptr) {
+    timer = CreateTimer();
+    if (!FlsSetValue(slot, timer)) {
+      CloseTimer(timer);
+      return nullptr;
     }
   }
-  ~ThreadTimer() {
-    if (timer != nullptr) CloseHandle(timer);
-  }
-  ThreadTimer(const ThreadTimer&) = delete;
-  ThreadTimer& operator=(const ThreadTimer&) = delete;
+  return timer;
+}
 
-  // False when no timer could be had.
-  bool Sleep(int64_t ms) {
-    constexpr int64_t kTimerUnitsPerMs = 10'000;  // 100 ns
-    LARGE_INTEGER relative;
-    relative.QuadPart = -ms * kTimerUnitsPerMs;
-    return timer != nullptr && SetWaitableTimer(timer, &relative, 0, nullptr, nullptr, FALSE) &&
-           WaitForSingleObject(timer, INFINITE) == WAIT_OBJECT_0;
-  }
-
- private:
-  HANDLE timer;
-};
+// False when there was no timer to sleep by.
+bool SleepByTimer(HANDLE timer, int64_t ms) {
+  constexpr int64_t kTimerUnitsPerMs = 10'000;  // 100 ns
+  LARGE_INTEGER relative;
+  relative.QuadPart = -ms * kTimerUnitsPerMs;
+  return timer != nullptr && SetWaitableTimer(timer, &relative, 0, nullptr, nullptr, FALSE) &&
+         WaitForSingleObject(timer, INFINITE) == WAIT_OBJECT_0;
+}
 
 int64_t CounterFrequency() {
   LARGE_INTEGER frequency;
@@ -64,8 +76,7 @@ void SleepForMs(int64_t ms) {
   if (ms <= 0) {
     return;
   }
-  thread_local ThreadTimer timer;
-  if (!timer.Sleep(ms)) {
+  if (!SleepByTimer(ThreadTimer(), ms)) {
     Sleep(static_cast<DWORD>(ms));
   }
 }
