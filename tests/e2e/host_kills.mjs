@@ -57,7 +57,10 @@ class HostRun {
   }
 
   async untilProcess() {
-    this.pid = await until(async () => (await this.kills.hosts())[0], 'process of the host');
+    this.pid = await until(async () => {
+      assert.equal(this.code, undefined, 'the launcher’s exit code');
+      return (await this.kills.hosts())[0];
+    }, 'process of the host');
   }
 
   untilReady() {
