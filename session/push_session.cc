@@ -213,6 +213,8 @@ bool PushSession::SwitchScreen(int32_t index) {
     }
     JoinEndedStream();
     if (phase.BeginSwitch()) {
+      // An ended stream may have left an earlier switch to the next one.
+      flags.pendingScreen.store(kNoPendingScreen);
       screen.SwitchScreen(index);
       phase.EndSwitch();
       return false;

@@ -117,9 +117,17 @@ void StreamedScreen::SetRates(int32_t newFps, int32_t newMaxKbps, int32_t newMin
 
 void StreamedScreen::SetMaxKbps(int32_t newMaxKbps) {
   maxKbps.store(newMaxKbps);
-  if (flags.streaming.load()) {
-    encoder.SetBitrate(newMaxKbps);
-  }
+  ApplyMaxKbps();
+}
+
+// Again when the rate has changed meanwhile: of several callers the one that is done last must not
+// leave an earlier rate behind.
+void StreamedScreen::ApplyMaxKbps() {
+  int32_t kbps = 0;
+  do {
+    kbps = maxKbps.load();
+    encoder.SetBitrate(kbps);
+  } while (kbps != maxKbps.load());
 }
 
 bool StreamedScreen::BuildEncoder() {
@@ -133,9 +141,8 @@ bool StreamedScreen::BuildEncoder() {
   }
   fps.store(Encoder()->fps);
   // A rate that came while the encoder was being built found none to change.
-  const int32_t latestKbps = maxKbps.load();
-  if (latestKbps != askedKbps) {
-    encoder.SetBitrate(latestKbps);
+  if (maxKbps.load() != askedKbps) {
+    ApplyMaxKbps();
   }
   return true;
 }

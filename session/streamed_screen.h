@@ -49,7 +49,7 @@ class StreamedScreen {
   void SetRates(int32_t newFps, int32_t newMaxKbps, int32_t newMinKbps);
   void SetFps(int32_t newFps) { fps.store(newFps); }
   void SetMinKbps(int32_t newMinKbps) { minKbps.store(newMinKbps); }
-  // Reaches a running encoder at once.
+  // Reaches an encoder at once, also one whose stream is just beginning.
   void SetMaxKbps(int32_t newMaxKbps);
 
   // Builds the encoder for the session's size and rates. True when ready; Fps is then the rate it
@@ -72,6 +72,7 @@ class StreamedScreen {
 
  private:
   bool WaitForFirstFrame();
+  void ApplyMaxKbps();
   std::optional<ScreenInfo> FindScreen(uint32_t index);
   ScreenInfo DescribeScreen(uint32_t index);
   void FollowMonitor();

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "encoder/h264_encoder.h"
 #include "encoder/hardware_self_test.h"
@@ -40,6 +41,8 @@ void FakeEncoder::Reset() {
   failInits = 0;
   settledFps = 0;
   swallow = false;
+  onSetBitrate = nullptr;
+  lastKbps = 0;
   selfTests = 0;
   lastSelfTest.clear();
   calls.clear();
@@ -59,6 +62,16 @@ void FakeEncoder::SettleOn(int32_t fps) {
 void FakeEncoder::SwallowPictures(bool on) {
   const std::lock_guard hold(lock);
   swallow = on;
+}
+
+void FakeEncoder::OnSetBitrate(std::function<void(int32_t)> hook) {
+  const std::lock_guard hold(lock);
+  onSetBitrate = std::move(hook);
+}
+
+int32_t FakeEncoder::Kbps() {
+  const std::lock_guard hold(lock);
+  return lastKbps;
 }
 
 std::vector<std::string> FakeEncoder::Calls() {
@@ -125,6 +138,7 @@ bool H264Encoder::Init(int32_t newWidth, int32_t newHeight, int32_t newFps, int3
   width = newWidth;
   height = newHeight;
   fps = fake.settledFps > 0 ? fake.settledFps : newFps;
+  fake.lastKbps = kbps;
   if (fake.failInits > 0) {
     --fake.failInits;
     return false;
@@ -133,7 +147,18 @@ bool H264Encoder::Init(int32_t newWidth, int32_t newHeight, int32_t newFps, int3
 }
 
 void H264Encoder::SetBitrate(int32_t kbps) {
-  FakeEncoder::Get().Note("SetBitrate " + std::to_string(kbps));
+  FakeEncoder& fake = FakeEncoder::Get();
+  std::function<void(int32_t)> hook;
+  {
+    const std::lock_guard hold(fake.lock);
+    hook = fake.onSetBitrate;
+  }
+  if (hook) {
+    hook(kbps);
+  }
+  fake.Note("SetBitrate " + std::to_string(kbps));
+  const std::lock_guard hold(fake.lock);
+  fake.lastKbps = kbps;
 }
 
 void H264Encoder::ForceKeyFrame() {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -28,11 +29,15 @@ class FakeEncoder {
   void FailInits(int count);      // the next count calls of Init fail
   void SettleOn(int32_t fps);     // what Init makes of every frame rate; 0: what was asked
   void SwallowPictures(bool on);  // pictures give no unit
+  // Called, outside of any lock, by the thread that changes a bit rate, before it takes effect.
+  void OnSetBitrate(std::function<void(int32_t kbps)> hook);
 
   // The record: "Init 1280x720@30 8000", "SetBitrate 3000", "ForceKeyFrame", "Destroy".
   std::vector<std::string> Calls();
   std::vector<EncodedPicture> Pictures();
   int Alive();
+  // What the encoder made or changed last runs at.
+  int32_t Kbps();
   int SelfTests();
   std::string LastSelfTest();
 
@@ -47,7 +52,9 @@ class FakeEncoder {
   int failInits = 0;
   int32_t settledFps = 0;
   bool swallow = false;
+  std::function<void(int32_t)> onSetBitrate;
   int alive = 0;
+  int32_t lastKbps = 0;
   int selfTests = 0;
   std::string lastSelfTest;
   std::vector<std::string> calls;

@@ -37,6 +37,9 @@ int32_t SessionCreate(const SdkSessionParams* params, SdkSessionHandle* session)
   if (library.createResult == 0) {
     sessionAlive.store(true);
     *session = &theSession;
+    if (library.duringCreate) {
+      library.duringCreate();
+    }
   }
   return library.createResult;
 }
@@ -123,6 +126,7 @@ void FakeStreamLibrary::Reset() {
   createResult = 0;
   sendResult.store(0);
   duringSend = nullptr;
+  duringCreate = nullptr;
   config = {};
   params = {};
   const std::lock_guard hold(lock);

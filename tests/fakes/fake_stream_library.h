@@ -34,6 +34,8 @@ class FakeStreamLibrary {
   std::atomic<int32_t> sendResult{0};
   // Runs inside every send of a frame, on the stream thread.
   std::function<void()> duringSend;
+  // Runs when a session has just been made, before the host knows of it.
+  std::function<void()> duringCreate;
 
   // The record: "load", "unload", "global_init", "session_create", "session_destroy",
   // "global_cleanup", "set_screen_info 1280x720 1".
