@@ -47,22 +47,37 @@ EncoderTransform::~EncoderTransform() {
   --liveTransforms;
 }
 
+IUnknown* EncoderTransform::Find(REFIID iid) {
+  if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IMFTransform)) {
+    return static_cast<IMFTransform*>(this);
+  }
+  if (IsEqualGUID(iid, IID_ICodecAPI)) {
+    const std::lock_guard guard(lock);
+    return faults.Look().noCodecApi ? nullptr : &controls;
+  }
+  return Interface(iid);
+}
+
 STDMETHODIMP EncoderTransform::QueryInterface(REFIID iid, void** object) {
   if (!object) return E_POINTER;
-  *object = nullptr;
-  IUnknown* found = nullptr;
-  if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IMFTransform)) {
-    found = static_cast<IMFTransform*>(this);
-  } else if (IsEqualGUID(iid, IID_ICodecAPI)) {
-    const std::lock_guard guard(lock);
-    if (!faults.Look().noCodecApi) found = &controls;
-  } else {
-    found = Interface(iid);
-  }
-  if (!found) return E_NOINTERFACE;
-  found->AddRef();
+  IUnknown* found = Find(iid);
   *object = found;
-  return S_OK;
+  const HRESULT hr = found ? S_OK : E_NOINTERFACE;
+  LogQuery(iid, hr);
+  if (found) found->AddRef();
+  return hr;
+}
+
+// Of the interfaces only those that a client may find missing, with the attributes set by then.
+void EncoderTransform::LogQuery(REFIID iid, HRESULT hr) const {
+  const bool events = IsEqualGUID(iid, __uuidof(IMFMediaEventGenerator));
+  if (!events && !IsEqualGUID(iid, IID_ICodecAPI)) return;
+  const auto number = [this](REFGUID key) {
+    return attributes ? MFGetAttributeUINT32(attributes.Get(), key, 0) : 0;
+  };
+  LogCall(name, "QueryInterface %s, ASYNC_UNLOCK %u, LOW_LATENCY %u -> 0x%08lX",
+          events ? "IMFMediaEventGenerator" : "ICodecAPI", number(MF_TRANSFORM_ASYNC_UNLOCK),
+          number(MF_LOW_LATENCY), Bits(hr));
 }
 
 STDMETHODIMP_(ULONG) EncoderTransform::AddRef() { return ++references; }
@@ -87,7 +102,10 @@ STDMETHODIMP EncoderTransform::GetStreamCount(DWORD* inputs, DWORD* outputs) {
 }
 
 // Fixed streams, numbered from zero.
-STDMETHODIMP EncoderTransform::GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) { return E_NOTIMPL; }
+STDMETHODIMP EncoderTransform::GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) {
+  LogCall(name, "GetStreamIDs -> 0x%08lX", Bits(E_NOTIMPL));
+  return E_NOTIMPL;
+}
 
 STDMETHODIMP EncoderTransform::GetInputStreamInfo(DWORD stream, MFT_INPUT_STREAM_INFO* info) {
   if (!info) return E_POINTER;

@@ -73,6 +73,10 @@ class EncoderTransform : public IMFTransform {
   bool typeIsStale = false;      // a change of the output type was told and not yet answered
 
  private:
+  // Null when there is no such interface. Adds no reference.
+  IUnknown* Find(REFIID iid);
+  void LogQuery(REFIID iid, HRESULT hr) const;
+
   std::atomic<ULONG> references = 1;
 };
 

@@ -260,7 +260,9 @@ STDMETHODIMP HardwareTransform::ProcessOutput(DWORD flags, DWORD count,
 
 void HardwareTransform::NoteRead(IMFMediaEvent* event) {
   MediaEventType type = MEUnknown;
-  if (FAILED(event->GetType(&type)) || type != METransformNeedInput) return;
+  if (FAILED(event->GetType(&type))) return;
+  LogCall(name, "GetEvent %d", static_cast<int>(type));
+  if (type != METransformNeedInput) return;
   const Lock held(lock);
   requestRead = true;
   requestReadAt = Clock::now();
