@@ -46,6 +46,8 @@ export class Stand {
   #process;
   #exited;
   #complaints = '';
+  #beside = null;
+  #environment = process.env;
 
   #lineTimes = [];
 
@@ -54,10 +56,15 @@ export class Stand {
 
   /**
    * options: devkit/run's, or a function that gives them for the directory of the run's files;
-   * hostOptions: the host's own. With expectReady = false the wait is for any verdict.
+   * hostOptions: the host's own. With expectReady = false the wait is for any verdict. beside: a stand
+   * whose desktop the host is to share; that one has to end last. locale: variables of the locale.
    */
-  static async start({options = [], hostOptions = [], expectReady = true} = {}) {
+  static async start(
+      {options = [], hostOptions = [], expectReady = true, beside = null, locale = {}} = {}) {
     const stand = new Stand();
+    stand.#beside = beside;
+    stand.#environment = {...process.env, ...locale};
+    if (beside) stand.#environment.DISPLAY = beside.value('display');
     stand.files = await mkdtemp(join(tmpdir(), 'talu-stand-'));
     try {
       await stand.#start(
@@ -72,9 +79,11 @@ export class Stand {
 
   async #start(options, hostOptions, expectReady) {
     const host = hostOptions.length > 0 ? ['--', ...hostOptions] : [];
+    const beside = this.#beside ? ['--beside', this.#beside.value('prefix')] : [];
     this.#process = spawn(
-        join(kTop, 'devkit/run'), ['--bin', kBin, '--files', this.files, ...options, ...host],
-        {stdio: ['pipe', 'pipe', 'pipe']});
+        join(kTop, 'devkit/run'),
+        ['--bin', kBin, '--files', this.files, ...beside, ...options, ...host],
+        {stdio: ['pipe', 'pipe', 'pipe'], env: this.#environment});
     this.#process.stderr.setEncoding('utf8').on('data', (text) => this.#complaints += text);
     // Writing to one that has ended is no news.
     this.#process.stdin.on('error', () => {});

@@ -53,6 +53,14 @@ test('a stand that is stopped leaves no process and no file', async () => {
   assert.ok(!existsSync(dirname(prefix)));
 });
 
+test('a fault that there is not ends the run with the names of those there are', async () => {
+  const failed =
+      await run(join(kTop, 'devkit/run'), ['--bin', kBin, '--hardware-fault', 'good, stop-after 3'])
+          .catch((error) => error);
+  assert.equal(failed.code, 1);
+  assert.match(failed.stderr, /^run: no fault 'stop-after 3' .*, stops-after N, /);
+});
+
 test('a signal to all of the stand’s process group ends it', async () => {
   const stand = spawn(
       join(kTop, 'devkit/run'), ['--bin', kBin, '--no-stage'],
