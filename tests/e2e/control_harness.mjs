@@ -177,13 +177,17 @@ export class BareViewer {
   units = [];
   messages = [];
 
-  /** control: without taking the stream from whoever has it. Gone when the test t ends. */
-  static async open(t, stand, {control = false} = {}) {
+  /**
+   * control: without taking the stream from whoever has it; query: more of the address. Gone when
+   * the test t ends.
+   */
+  static async open(t, stand, {control = false, query = ''} = {}) {
     const viewer = new BareViewer();
     const url = new URL(stand.viewer);
     const token = url.searchParams.get('token');
     viewer.socket =
-        new WebSocket(`ws://${url.host}/stream?token=${token}${control ? '&control=1' : ''}`);
+        new WebSocket(
+            `ws://${url.host}/stream?token=${token}${control ? '&control=1' : ''}${query}`);
     viewer.socket.binaryType = 'arraybuffer';
     t.after(() => viewer.close());
     let greeted = false;
