@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -18,6 +19,7 @@
 #include "session/push_session.h"
 #include "session/stream_sdk_loader.h"
 #include "tests/fakes/fake_h264_encoder.h"
+#include "tests/fakes/fake_injection.h"
 #include "tests/fakes/fake_screen_capturer.h"
 #include "tests/fakes/fake_stream_library.h"
 #include "tests/fakes/log_capture.h"
@@ -68,16 +70,18 @@ class Storm : public testing::Test {
     EXPECT_EQ(capture.Overlaps(), 0);
   }
 
-  void StartSession() {
+  // stormy: the library calls back from the moment it has a session.
+  void StartSession(bool stormy) {
     session.reset();
     capture.Reset();
     encoder.Reset();
     library.Reset();
     ForgetStreamSdk();
     capture.SetScreens({Screen(0, 64, 48), Screen(1, 32, 24)});
-    blowing.store(true);
-    // The library may call back before the host has its session.
-    library.duringCreate = [this] { Blow(); };
+    blowing.store(stormy);
+    if (stormy) {
+      library.duringCreate = [this] { Blow(); };
+    }
     session = std::make_unique<PushSession>();
     ASSERT_TRUE(session->Start(HostConfig{}));
   }
@@ -211,7 +215,7 @@ TEST_F(Storm, OfAllCallbacksOnEightThreadsLosesNothingThatWasSaidLast) {
   int round = 0;
   for (; round < kRounds || Clock::now() < end; ++round) {
     LogCapture log;
-    ASSERT_NO_FATAL_FAILURE(StartSession());
+    ASSERT_NO_FATAL_FAILURE(StartSession(true));
     if (round % 2 == 0) {
       CalmDown();
       ASSERT_NO_FATAL_FAILURE(ExpectTheLastWordsToHold()) << "round " << round;
@@ -231,6 +235,37 @@ TEST_F(Storm, OfAllCallbacksOnEightThreadsLosesNothingThatWasSaidLast) {
     }
   }
   RecordProperty("rounds", round);
+}
+
+// The messages of a second at least, as fast as they are taken; with TALU_STORM_SECONDS for that
+// long, and it says what came of it.
+TEST_F(Storm, OfInputLeavesThePictureGoing) {
+  constexpr int kFps = 60;
+  constexpr int64_t kInputs = 100'000;
+  LogCapture log;
+  ASSERT_NO_FATAL_FAILURE(StartSession(false));
+  FakeInjection::Reset();
+  library.Subscribe(kFps, 8000, 0);
+  ASSERT_TRUE(Eventually([&] { return library.FrameCount() > 3; }));
+  const auto start = Clock::now();
+  const size_t before = library.FrameCount();
+  int64_t inputs = 0;
+  while (inputs < kInputs || Clock::now() < start + AskedTime()) {
+    library.Say(R"({"type":"mousemove","x":5,"y":6})");
+    ++inputs;
+    if (inputs == kInputs) {
+      EXPECT_EQ(FakeInjection::CallSizes().size(), static_cast<size_t>(kInputs));
+    }
+    // What the fake has written down would fill the memory.
+    if (inputs % kInputs == 0) FakeInjection::Reset();
+  }
+  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  const size_t frames = library.FrameCount() - before;
+  EXPECT_TRUE(Eventually([&] { return library.FrameCount() > before; }));
+  if (AskedTime().count() > 0) {
+    std::fprintf(stderr, "%.0f inputs a second, %.1f pictures a second of %d\n", inputs / seconds,
+                 frames / seconds, 1000 / (1000 / kFps));
+  }
 }
 
 }  // namespace
