@@ -121,22 +121,43 @@ void StoreBlock(char* target, __m128i block) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(target), block);
 }
 
-// One bit for each quote and backslash among sixteen bytes.
-uint32_t StopsIn(__m128i block) {
-  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(
-      _mm_cmpeq_epi8(block, _mm_set1_epi8('"')), _mm_cmpeq_epi8(block, _mm_set1_epi8('\\')))));
+// One bit for each of sixteen bytes that is this one.
+uint32_t PlacesOf(char byte, __m128i block) {
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(byte))));
+}
+
+// Decodes eight escapes of two bytes each.
+void DecodeShortEscapes(const char* text, char*& next) {
+  for (size_t at = 1; at < kBlockBytes; at += 2) {
+    *next++ = kShortEscapeValues[static_cast<uint8_t>(text[at])];
+  }
 }
 
 // Decodes sixteen bytes or one more, up to a quote or a \u escape, where it stops. Reads and writes
-// two blocks' bytes at the most. The number of bytes used.
-size_t DecodeBlock(const char* text, uint32_t stops, char*& next) {
+// two blocks' bytes at the most. The number of bytes used; 0 when there is no escape among them.
+size_t DecodeBlock(const char* text, char*& next) {
+  const __m128i block = LoadBlock(text);
+  const uint32_t quotes = PlacesOf('"', block);
+  const uint32_t backslashes = PlacesOf('\\', block);
+  const uint32_t beforeU = PlacesOf('u', LoadBlock(text + 1));
+  // Every other byte, that is, escapes alone.
+  constexpr uint32_t kEveryOther = 0x5555;
+  if ((backslashes & ~beforeU & kEveryOther) == kEveryOther) {
+    DecodeShortEscapes(text, next);
+    return kBlockBytes;
+  }
+  if (backslashes == 0) {
+    return 0;
+  }
+  const uint32_t ends = quotes | (backslashes & beforeU);
+  uint32_t stops = quotes | backslashes;
   size_t used = 0;
   while (stops != 0) {
     const auto stop = static_cast<uint32_t>(std::countr_zero(stops));
     // Whole, of which the bytes before the stop count.
     StoreBlock(next, LoadBlock(text + used));
     next += stop - used;
-    if (text[stop] == '"' || text[stop + 1] == 'u') {
+    if ((ends >> stop & 1) != 0) {
       return stop;
     }
     *next++ = kShortEscapeValues[static_cast<uint8_t>(text[stop + 1])];
@@ -165,12 +186,9 @@ size_t DecodeDenseText(const std::string_view text, std::string& value) {
   size_t at = 0;
   while (text.size() - at >= kDenseBytes && next <= full) {
     const char* const here = text.data() + at;
-    size_t used = 0;
-    if (here[0] == '\\' && here[1] == 'u') {
-      used = DecodeUnicodeEscape(text.substr(at), next);
-    } else if (const uint32_t stops = StopsIn(LoadBlock(here)); stops != 0) {
-      used = DecodeBlock(here, stops, next);
-    }
+    const bool unicode = here[0] == '\\' && here[1] == 'u';
+    const size_t used =
+        unicode ? DecodeUnicodeEscape(text.substr(at), next) : DecodeBlock(here, next);
     if (used == 0) {
       break;
     }

@@ -20,6 +20,8 @@ Usage: talu_stage --ACTOR KEY=VALUE[,KEY=VALUE]... [--ACTOR ...]
   --target   changes colour at every press of a button and notes what it gets in a file, one line
              each: "down left X Y", "up right X Y", "wheel -120 X Y", "key 65 down", "char 97"
                                                  file=FILE, colour=RRGGBB
+             with times=1 a press says when it came and when the new colour was on the screen, in
+             microseconds since 1970 UTC: "down left X Y received T painted T"
   --cursor   shows a cursor of a kind:           cursor=arrow, ibeam, cross, hand, hidden, colour
                                                  or mono; colour=RRGGBB of the window
   --help     this text
@@ -61,6 +63,10 @@ bool SetKey(std::string_view key, const std::string& value, Actor& actor) {
   if (key == "h") return ParseNumber(value, 1, kLargestPlace, actor.height);
   if (key == "fps") return ParseNumber(value, 1, 240, actor.fps);
   if (key == "colour") return ParseColour(value, actor.colour);
+  if (key == "times") {
+    actor.times = value == "1";
+    return value == "0" || value == "1";
+  }
   if (key == "cursor") {
     actor.cursor = value;
     return std::ranges::find(kCursors, value) != kCursors.end();

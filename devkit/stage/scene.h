@@ -23,6 +23,8 @@ struct Actor {
   uint32_t colour = 0xff0000;
   // Pictures per second of a moving actor, 1 to 240.
   int fps = 60;
+  // Whether a target notes when it got a press and when it had painted itself anew.
+  bool times = false;
   // Where an edit actor keeps its text, and a target its log.
   std::string file;
   // Empty = no frame around the window.

@@ -50,8 +50,8 @@ TEST(Scene, WhatIsWrongIsSaid) {
   EXPECT_THAT(Parse({"--solid"}, scene), HasSubstr("needs its settings"));
   EXPECT_THAT(Parse({"--edit", "x=1"}, scene), HasSubstr("file="));
   EXPECT_THAT(Parse({"--target", "x=1"}, scene), HasSubstr("file="));
-  for (const char* part : {"x", "x=", "x=1a", "x=40000", "w=0", "fps=0", "fps=241", "colour=fff",
-                           "colour=fffffg", "cursor=mouse", "size=3", ""}) {
+  for (const char* part : {"x", "x=", "x=1a", "x=40000", "w=0", "fps=0", "fps=241", "times=2",
+                           "colour=fff", "colour=fffffg", "cursor=mouse", "size=3", ""}) {
     EXPECT_THAT(Parse({"--solid", part}, scene), HasSubstr("no setting: '" + std::string(part)));
   }
 }

@@ -34,6 +34,15 @@ std::string Narrow(const std::wstring& text) {
   return narrow;
 }
 
+int64_t UnixTimeUs() {
+  constexpr int64_t kStepsPerUs = 10;
+  constexpr int64_t kUsFrom1601To1970 = 11'644'473'600'000'000;
+  FILETIME time;
+  GetSystemTimePreciseAsFileTime(&time);
+  const uint64_t steps = uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+  return static_cast<int64_t>(steps) / kStepsPerUs - kUsFrom1601To1970;
+}
+
 COLORREF ToColorRef(uint32_t rgb) { return RGB(rgb >> 16 & 255, rgb >> 8 & 255, rgb & 255); }
 
 // 32-bit pixels, the top row first.
@@ -257,11 +266,16 @@ void StageWindow::Press(const char* button, LPARAM place) {
   SetCapture(window);
   if (actor.kind != ActorKind::kTarget) return;
   ++presses;
+  const int64_t receivedUs = UnixTimeUs();
   InvalidateRect(window, nullptr, FALSE);
   UpdateWindow(window);
   // So that the new colour is on the screen now and not when Windows sees fit.
   GdiFlush();
-  NotePointer(std::string("down ") + button, place);
+  const int64_t paintedUs = UnixTimeUs();
+  NotePointer(std::string("down ") + button, place,
+              actor.times ? " received " + std::to_string(receivedUs) + " painted " +
+                                std::to_string(paintedUs)
+                          : "");
 }
 
 void StageWindow::Release(const char* button, LPARAM place) {
@@ -269,10 +283,11 @@ void StageWindow::Release(const char* button, LPARAM place) {
   if (actor.kind == ActorKind::kTarget) NotePointer(std::string("up ") + button, place);
 }
 
-void StageWindow::NotePointer(const std::string& what, LPARAM place) const {
+void StageWindow::NotePointer(const std::string& what, LPARAM place,
+                              const std::string& more) const {
   POINT point{GET_X_LPARAM(place), GET_Y_LPARAM(place)};
   ClientToScreen(window, &point);
-  Note(what + " " + std::to_string(point.x) + " " + std::to_string(point.y));
+  Note(what + " " + std::to_string(point.x) + " " + std::to_string(point.y) + more);
 }
 
 // Opened for each line, so that a reader sees every line at once, whole.

@@ -35,7 +35,8 @@ class StageWindow {
   void Press(const char* button, LPARAM place);
   void Release(const char* button, LPARAM place);
   void Note(const std::string& line) const;
-  void NotePointer(const std::string& what, LPARAM place) const;
+  // more follows the place, as it stands.
+  void NotePointer(const std::string& what, LPARAM place, const std::string& more = "") const;
   void SaveText() const;
   bool PreparePattern();
 

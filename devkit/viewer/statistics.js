@@ -21,6 +21,8 @@ export function stagesOf(frame) {
 export class StreamStatistics {
   #received = [];
   #drawn = [];
+  // Where in these the current run of the stream begins.
+  #runStart = 0;
 
   noteReceived(bytes, nowMs) {
     this.#received.push({bytes, nowMs});
@@ -28,11 +30,20 @@ export class StreamStatistics {
   }
 
   noteDrawn(frame) {
+    // Time stamps that begin anew are of another run of the stream.
+    if (this.#drawn.length > 0 && frame.hostMs < this.#drawn.at(-1).hostMs) this.#runStart = this.#drawn.length;
     this.#drawn.push(frame);
-    if (this.#drawn.length > kKeptFrames) this.#drawn.shift();
+    if (this.#drawn.length > kKeptFrames) {
+      this.#drawn.shift();
+      this.#runStart = Math.max(0, this.#runStart - 1);
+    }
   }
 
-  /** {fps, kbps, stages or null}: over the last second; stages holds the means of stagesOf. */
+  /**
+   * {fps, kbps, stages or null}: over the last second; stages holds the means of stagesOf, and
+   * hostMs: from the host's time stamp, which it takes after the grab, to hand-over, as far as it
+   * exceeds the quickest of the frames kept. The host's clock has a start of its own.
+   */
   summary(nowMs) {
     this.#forget(nowMs);
     const frames = this.#recentFrames(nowMs);
@@ -40,7 +51,7 @@ export class StreamStatistics {
     return {
       fps: frames.length * 1000 / kWindowMs,
       kbps: bits / kWindowMs,
-      stages: frames.length > 0 ? meanStages(frames) : null,
+      stages: frames.length > 0 ? {hostMs: this.#meanHostMs(frames), ...meanStages(frames)} : null,
     };
   }
 
@@ -53,6 +64,12 @@ export class StreamStatistics {
     let first = this.#drawn.length;
     while (first > 0 && nowMs - this.#drawn[first - 1].drawnMs < kWindowMs) first -= 1;
     return this.#drawn.slice(first);
+  }
+
+  #meanHostMs(recent) {
+    const lag = ({handedOverMs, hostMs}) => handedOverMs - hostMs;
+    const run = this.#drawn.slice(this.#runStart);
+    return mean(recent.slice(-run.length).map(lag)) - Math.min(...run.map(lag));
   }
 
   #forget(nowMs) {

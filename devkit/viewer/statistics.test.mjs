@@ -5,6 +5,7 @@ import {stagesOf, StreamStatistics} from './statistics.js';
 
 const frame = (drawnMs, fields = {}) => ({
   sequence: 1,
+  hostMs: drawnMs - 15,
   handedOverMs: drawnMs - 10,
   receivedMs: drawnMs - 8,
   decodedMs: drawnMs - 2,
@@ -25,7 +26,22 @@ test('rates count the last second only', () => {
   const {fps, kbps, stages} = statistics.summary(2900);
   assert.equal(fps, 10);
   assert.equal(kbps, 10);
-  assert.deepEqual(stages, {sendMs: 2, decodeMs: 6, drawMs: 2, ageMs: 10});
+  assert.deepEqual(stages, {hostMs: 0, sendMs: 2, decodeMs: 6, drawMs: 2, ageMs: 10});
+});
+
+test('the host’s time is what exceeds its quickest frame’s', () => {
+  const statistics = new StreamStatistics();
+  statistics.noteDrawn(frame(100));
+  statistics.noteDrawn(frame(200, {hostMs: 200 - 15 - 4}));
+  assert.equal(statistics.summary(250).stages.hostMs, 2);
+});
+
+test('a new run of the stream, whose time stamps begin anew, has a quickest frame of its own', () => {
+  const statistics = new StreamStatistics();
+  statistics.noteDrawn(frame(5000));
+  statistics.noteDrawn(frame(7000, {hostMs: 0}));
+  statistics.noteDrawn(frame(7100, {hostMs: 97}));
+  assert.equal(statistics.summary(7150).stages.hostMs, 1.5);
 });
 
 test('when nothing comes any more the figures fall to nothing', () => {

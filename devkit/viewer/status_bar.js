@@ -43,7 +43,7 @@ export class StatusBar {
   setFigures({fps, kbps, stages}, live) {
     this.#set('fps', live ? `${fps.toFixed(0)} fps` : `${kDash} fps`);
     this.#set('rate', live ? bitRate(kbps) : `${kDash} Mbit/s`);
-    for (const stage of ['age', 'send', 'decode', 'draw']) {
+    for (const stage of ['age', 'host', 'send', 'decode', 'draw']) {
       this.#set(stage, milliseconds(live ? stages?.[`${stage}Ms`] : undefined));
     }
   }

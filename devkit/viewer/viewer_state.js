@@ -17,9 +17,10 @@
 //   decodeErrors      times that decoding failed
 //   waitingForKeyFrame  whether nothing but a key frame helps now
 //   fps, kbps         over the last second
-//   stages            {sendMs, decodeMs, drawMs, ageMs}: means over the last second, or null.
-//                     send: host's hand-over to received, decode: to decoded, draw: to drawn;
-//                     age: all of them
+//   stages            {hostMs, sendMs, decodeMs, drawMs, ageMs}: means over the last second, or
+//                     null. host: grab to hand-over, beyond the quickest picture's; send: host's
+//                     hand-over to received, decode: to decoded, draw: to drawn; age: all from
+//                     hand-over on
 //   screens           {current, screens: [{index, name, width, height, primary}]} or null
 //   cursor            {visible, width, height, hotX, hotY} or null
 //   hostClipboard     the text that the host sent last

@@ -3,6 +3,7 @@
 // Usage: node measure_fallback.mjs [RUNS]
 
 import {startBrowser} from './browser.mjs';
+import {figure} from './figures.mjs';
 import {Stand, until} from './stand.mjs';
 
 const runs = Number(process.argv[2] ?? 3);
@@ -31,7 +32,7 @@ async function measure(browser) {
 const browser = await startBrowser();
 try {
   for (let run = 0; run < runs; ++run) {
-    console.log(`last hardware to first software picture, ms  ${(await measure(browser)).toFixed(0)}`);
+    figure(`last hardware to first software picture, run ${run + 1}`, await measure(browser), 'ms');
   }
 } finally {
   await browser.close();
