@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <fstream>
 #include <memory>
 #include <thread>
@@ -510,6 +511,21 @@ TEST_F(ServerTest, DropsConnectionsThatSayNothing) {
   EXPECT_TRUE(closed);
   slow.ReadToTheEnd(&closed);
   EXPECT_TRUE(closed);
+}
+
+TEST_F(ServerTest, DropsAConnectionThatTricklesItsRequest) {
+  options.requestTimeoutMs = 200;
+  Start();
+  RawSocket socket(server->Port());
+  const std::string endless = MakeRequest(server->Port(), "/?token=0123456789abcdef").substr(0, 40);
+  EXPECT_TRUE(socket.Send(endless));
+  // A byte in time is not a request in time. The header's limit would end it too, but much later.
+  int bytes = 0;
+  while (bytes < 7000 && socket.Send("x")) {
+    ++bytes;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  EXPECT_LT(bytes, 7000);
 }
 
 TEST_F(ServerTest, DropsAViewerThatAnswersNoPing) {
