@@ -113,7 +113,7 @@ function table(kept) {
 
 // --- Plots ---------------------------------------------------------------------------------------
 
-const kColours = ['#2b6cb0', '#dd6b20', '#2f855a', '#805ad5', '#c05621', '#319795', '#b83280', '#718096'];
+const kColours = ['#2b6cb0', '#dd6b20', '#2f855a', '#805ad5', '#c05621', '#319795', '#b83280', '#718096', '#d69e2e'];
 const kLabelWidth = 290;
 const kPlotWidth = 470;
 const kRowHeight = 24;
@@ -213,7 +213,7 @@ const kPlots = {
     unit: 'ms',
     rows: rowsOf(kept, /^(.*): (median|p95|p99)_ms$/, ([, fps, which]) => `${fps}, ${which}`),
   }),
-  click: (kept) => ({title: 'From a click to the canvas: medians', unit: 'ms', rows: clickRows(kept)}),
+  click: (kept) => ({title: 'From a click to the canvas: medians of the parts', unit: 'ms', rows: clickRows(kept)}),
   cpu: (kept) => ({
     title: 'Processor time for a frame at 1280x720',
     unit: 'ms',
