@@ -5,6 +5,7 @@
 #include "devkit/wine/codec/codec_testing.h"
 #include "encoder/encoder_flags.h"
 #include "encoder/h264_encoder.h"
+#include "tests/fakes/allocation_count.h"
 #include "tests/fakes/log_capture.h"
 
 namespace talu {
@@ -46,6 +47,18 @@ class HostEncoderTest : public testing::Test {
     return units;
   }
 
+  // What the host itself allocates for so many pictures; the system's and the transforms' libraries
+  // have heaps of their own.
+  int64_t AllocationsFor(int pictures) {
+    const std::vector<uint8_t> bgra(kWidth * kHeight * 4);
+    const EncodedFrameCallback ignore = [](const uint8_t*, uint32_t, bool, int64_t) {};
+    const int64_t before = AllocationsOfThisThread();
+    for (int i = 0; i < pictures; ++i, ++encoded) {
+      encoder->Encode(bgra.data(), encoded * 33, ignore);
+    }
+    return AllocationsOfThisThread() - before;
+  }
+
   LogCapture log;
   ControlFile hardware{L"TALU_HARDWARE_CODEC"};
   ControlFile software{L"TALU_SOFTWARE_CODEC"};
@@ -80,6 +93,22 @@ TEST_F(HostEncoderTest, PromptHardwareGivesThePictures) {
   ASSERT_TRUE(Init());
   EXPECT_GE(Encode(100).size(), 90u);
   EXPECT_TRUE(encoder->IsHardware());
+}
+
+TEST_F(HostEncoderTest, TheHostItselfAllocatesNothingForAPictureInSoftware) {
+  ASSERT_TRUE(Init());
+  Encode(3);
+  EXPECT_EQ(AllocationsFor(20), 0);
+}
+
+TEST_F(HostEncoderTest, TheHostItselfAllocatesNothingForAPictureInHardware) {
+  hardware.Write("good");
+  ASSERT_TRUE(Init());
+  Encode(3);
+  const int64_t allocations = AllocationsFor(10);
+  // A machine too busy to ask in time makes the host change to software, which allocates.
+  if (!encoder->IsHardware()) GTEST_SKIP();
+  EXPECT_EQ(allocations, 0);
 }
 
 TEST_F(HostEncoderTest, HardwareThatProvidesItsSamplesAndHasNoControlsWorksToo) {
