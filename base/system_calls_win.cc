@@ -41,10 +41,40 @@ LateLibrary mediaFoundation(L"mfplat.dll", "Media Foundation, mfplat.dll");
 
 const HRESULT kMissing = HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
 
-// Calls function of library with arguments, or fails when it is missing.
+// One function of such a DLL. Looked for until it is found, then kept.
+class LateFunction {
+ public:
+  constexpr LateFunction(LateLibrary& owner, const char* functionName)
+      : library(owner), name(functionName) {}
+
+  FARPROC Find() {
+    FARPROC known = found.load();
+    if (known == nullptr) {
+      known = library.Find(name);
+      found.store(known);
+    }
+    return known;
+  }
+
+ private:
+  LateLibrary& library;
+  const char* name;
+  std::atomic<FARPROC> found{nullptr};
+};
+
+LateFunction createDevice(direct3d, "D3D11CreateDevice");
+LateFunction startMedia(mediaFoundation, "MFStartup");
+LateFunction shutDownMedia(mediaFoundation, "MFShutdown");
+LateFunction listTransforms(mediaFoundation, "MFTEnumEx");
+LateFunction createMediaType(mediaFoundation, "MFCreateMediaType");
+LateFunction createSample(mediaFoundation, "MFCreateSample");
+LateFunction createMemoryBuffer(mediaFoundation, "MFCreateMemoryBuffer");
+LateFunction createDeviceManager(mediaFoundation, "MFCreateDXGIDeviceManager");
+
+// Calls function, which is a Function, with arguments, or fails when it is missing.
 template <typename Function, typename... Arguments>
-HRESULT CallLate(LateLibrary& library, const char* function, Arguments... arguments) {
-  const FARPROC found = library.Find(function);
+HRESULT CallLate(LateFunction& function, Arguments... arguments) {
+  const FARPROC found = function.Find();
   if (found == nullptr) {
     return kMissing;
   }
@@ -55,40 +85,41 @@ HRESULT LateD3d11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type, HMODU
                               UINT flags, const D3D_FEATURE_LEVEL* levels, UINT levelCount,
                               UINT sdkVersion, ID3D11Device** device, D3D_FEATURE_LEVEL* level,
                               ID3D11DeviceContext** context) {
-  return CallLate<decltype(D3D11CreateDevice)>(direct3d, "D3D11CreateDevice", adapter, type,
-                                               software, flags, levels, levelCount, sdkVersion,
-                                               device, level, context);
+  return CallLate<decltype(D3D11CreateDevice)>(createDevice, adapter, type, software, flags, levels,
+                                               levelCount, sdkVersion, device, level, context);
 }
 
 HRESULT LateMfStartup(ULONG version, DWORD flags) {
-  return CallLate<decltype(MFStartup)>(mediaFoundation, "MFStartup", version, flags);
+  // What could not be ended is not begun.
+  if (shutDownMedia.Find() == nullptr) {
+    return kMissing;
+  }
+  return CallLate<decltype(MFStartup)>(startMedia, version, flags);
 }
 
-HRESULT LateMfShutdown() { return CallLate<decltype(MFShutdown)>(mediaFoundation, "MFShutdown"); }
+HRESULT LateMfShutdown() { return CallLate<decltype(MFShutdown)>(shutDownMedia); }
 
 HRESULT LateMftEnumEx(GUID category, UINT32 flags, const MFT_REGISTER_TYPE_INFO* input,
                       const MFT_REGISTER_TYPE_INFO* output, IMFActivate*** activates,
                       UINT32* count) {
-  return CallLate<decltype(MFTEnumEx)>(mediaFoundation, "MFTEnumEx", category, flags, input, output,
-                                       activates, count);
+  return CallLate<decltype(MFTEnumEx)>(listTransforms, category, flags, input, output, activates,
+                                       count);
 }
 
 HRESULT LateMfCreateMediaType(IMFMediaType** type) {
-  return CallLate<decltype(MFCreateMediaType)>(mediaFoundation, "MFCreateMediaType", type);
+  return CallLate<decltype(MFCreateMediaType)>(createMediaType, type);
 }
 
 HRESULT LateMfCreateSample(IMFSample** sample) {
-  return CallLate<decltype(MFCreateSample)>(mediaFoundation, "MFCreateSample", sample);
+  return CallLate<decltype(MFCreateSample)>(createSample, sample);
 }
 
 HRESULT LateMfCreateMemoryBuffer(DWORD maxLength, IMFMediaBuffer** buffer) {
-  return CallLate<decltype(MFCreateMemoryBuffer)>(mediaFoundation, "MFCreateMemoryBuffer",
-                                                  maxLength, buffer);
+  return CallLate<decltype(MFCreateMemoryBuffer)>(createMemoryBuffer, maxLength, buffer);
 }
 
 HRESULT LateMfCreateDxgiDeviceManager(UINT* resetToken, IMFDXGIDeviceManager** manager) {
-  return CallLate<decltype(MFCreateDXGIDeviceManager)>(mediaFoundation, "MFCreateDXGIDeviceManager",
-                                                       resetToken, manager);
+  return CallLate<decltype(MFCreateDXGIDeviceManager)>(createDeviceManager, resetToken, manager);
 }
 
 HRESULT RealCoInitialize(DWORD apartment) { return CoInitializeEx(nullptr, apartment); }
