@@ -10,6 +10,7 @@ namespace {
 
 constexpr DWORD kKilledExitCode = 66;
 constexpr DWORD kDrainTimeoutMs = 2000;
+constexpr DWORD kLoadTimeoutMs = 60'000;
 
 // A pipe whose end for the child is inheritable and whose own end is not.
 bool MakePipe(OwnedHandle& readEnd, OwnedHandle& writeEnd, bool childReads) {
@@ -58,6 +59,28 @@ class InheritedHandles {
   LPPROC_THREAD_ATTRIBUTE_LIST list = nullptr;
 };
 
+// Has process, which has not begun yet, load a library first. Returns what went wrong, or nothing.
+std::string LoadInto(HANDLE process, const std::wstring& file) {
+  const size_t bytes = (file.size() + 1) * sizeof(wchar_t);
+  // Goes with the process.
+  void* const place = VirtualAllocEx(process, nullptr, bytes, MEM_COMMIT, PAGE_READWRITE);
+  if (place == nullptr || !WriteProcessMemory(process, place, file.c_str(), bytes, nullptr)) {
+    return LastErrorText("WriteProcessMemory");
+  }
+  // kernel32.dll lies at one address in all processes.
+  const FARPROC load = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "LoadLibraryW");
+  const OwnedHandle thread(CreateRemoteThread(
+      process, nullptr, 0, reinterpret_cast<LPTHREAD_START_ROUTINE>(reinterpret_cast<void*>(load)),
+      place, 0, nullptr));
+  if (thread == nullptr) return LastErrorText("CreateRemoteThread");
+  DWORD loaded = 0;
+  if (WaitForSingleObject(thread.get(), kLoadTimeoutMs) != WAIT_OBJECT_0 ||
+      !GetExitCodeThread(thread.get(), &loaded) || loaded == 0) {
+    return "the library was not loaded";
+  }
+  return "";
+}
+
 }  // namespace
 
 HostProcess::~HostProcess() {
@@ -91,16 +114,25 @@ std::string HostProcess::Start(const LauncherOptions& options) {
   // A terminal's Ctrl+C is for the launcher, which then stops the host the chosen way; only as a
   // member of the launcher's own group can the host be sent one.
   const DWORD group = stopWay == StopWay::kCtrlC ? 0 : CREATE_NEW_PROCESS_GROUP;
+  const DWORD pause = options.loadedLibrary.empty() ? 0 : CREATE_SUSPENDED;
   std::wstring commandLine = Widen(JoinArguments(options.host));
   PROCESS_INFORMATION started{};
   if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE,
-                      EXTENDED_STARTUPINFO_PRESENT | group, nullptr, nullptr, &startup.StartupInfo,
-                      &started)) {
+                      EXTENDED_STARTUPINFO_PRESENT | group | pause, nullptr, nullptr,
+                      &startup.StartupInfo, &started)) {
     return LastErrorText(("starting " + options.host.front()).c_str());
   }
-  CloseHandle(started.hThread);
+  const OwnedHandle mainThread(started.hThread);
   process.reset(started.hProcess);
   processId = started.dwProcessId;
+  if (pause != 0) {
+    const std::string problem = LoadInto(process.get(), Widen(options.loadedLibrary));
+    if (!problem.empty()) {
+      Kill();
+      return "loading " + options.loadedLibrary + ": " + problem;
+    }
+    ResumeThread(mainThread.get());
+  }
   reader.reset(CreateThread(nullptr, 0, ReadErrors, this, 0, nullptr));
   return reader == nullptr ? LastErrorText("CreateThread") : "";
 }

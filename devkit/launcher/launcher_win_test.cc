@@ -233,6 +233,12 @@ TEST_F(LauncherTest, ComplainsAboutAProgramThatIsNotThere) {
   EXPECT_THAT(errors.Text(), HasSubstr("host.exe"));
 }
 
+TEST_F(LauncherTest, AHostThatCannotLoadItsLibraryIsNotBegun) {
+  Start({"--load", "Z:\\no\\such\\library.dll", TestHost(), "run"});
+  EXPECT_EQ(ExitCode(), 65u);
+  EXPECT_THAT(errors.Text(), AllOf(HasSubstr("library.dll"), Not(HasSubstr("READY"))));
+}
+
 TEST_F(LauncherTest, ComplainsAboutACommandLineItDoesNotUnderstand) {
   Start({"--nonsense", "x"});
   EXPECT_EQ(ExitCode(), 64u);

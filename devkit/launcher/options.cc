@@ -13,6 +13,7 @@ Usage: talu_launcher [OPTION VALUE]... [--] HOST.exe [HOST'S OPTION]...
   --local-appdata DIR   where the host keeps its encoder verdict (LOCALAPPDATA)
   --url-file FILE       where the loopback library leaves the viewer's address
   --env NAME=VALUE      one more variable for the host; may be given again
+  --load DLL            a library that the host's process loads before it begins
   --ready-timeout S     seconds to wait for the host's verdict on its start (120)
   --stop-timeout S      seconds to wait for its end before it is killed (60)
   --stop-with WAY       what tells the host to stop: input (its input is closed; the default)
@@ -70,6 +71,8 @@ bool TakeOption(const std::string& name, const std::string& value, LauncherOptio
     options.urlFile = value;
   } else if (name == "--env") {
     valueIsGood = ParseVariable(value, options);
+  } else if (name == "--load") {
+    options.loadedLibrary = value;
   } else if (name == "--ready-timeout") {
     valueIsGood = ParseSeconds(value, options.readySeconds);
   } else if (name == "--stop-timeout") {

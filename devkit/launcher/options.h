@@ -18,6 +18,8 @@ struct LauncherOptions {
   std::string localAppData;
   std::string urlFile;
   std::vector<std::pair<std::string, std::string>> environment;
+  // Loaded by the host's process before it begins; none where empty.
+  std::string loadedLibrary;
   int readySeconds = 120;
   int stopSeconds = 60;
   StopWay stopWay = StopWay::kCloseInput;

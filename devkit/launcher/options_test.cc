@@ -32,14 +32,15 @@ TEST(LauncherOptions, TwoDashesEndTheOwnOptions) {
 
 TEST(LauncherOptions, EveryOptionReachesItsField) {
   LauncherOptions options;
-  EXPECT_THAT(
-      Parse({"--local-appdata", "L", "--url-file", "U", "--env", "A=1", "--env", "B=x=y", "--env",
-             "C=", "--ready-timeout", "7", "--stop-timeout", "8", "--stop-with", "ctrl-c", "h"},
-            options),
-      IsEmpty());
+  EXPECT_THAT(Parse({"--local-appdata", "L", "--url-file", "U", "--env", "A=1", "--env", "B=x=y",
+                     "--env", "C=", "--load", "D", "--ready-timeout", "7", "--stop-timeout", "8",
+                     "--stop-with", "ctrl-c", "h"},
+                    options),
+              IsEmpty());
   EXPECT_EQ(options.localAppData, "L");
   EXPECT_EQ(options.urlFile, "U");
   EXPECT_THAT(options.environment, ElementsAre(Pair("A", "1"), Pair("B", "x=y"), Pair("C", "")));
+  EXPECT_EQ(options.loadedLibrary, "D");
   EXPECT_EQ(options.readySeconds, 7);
   EXPECT_EQ(options.stopSeconds, 8);
   EXPECT_EQ(options.stopWay, StopWay::kCtrlC);
