@@ -9,6 +9,7 @@ import {checkInput, checkPictures, goesOn, kMonitors, kNotes, kStage, Subscriber
 import {SweptHost} from './swept_host.mjs';
 
 const kBalanceMs = 10000;
+const kBriefBalanceMs = 2000;
 // The groups whose calls another mode leads to.
 const kMetByOtherMode = new Set(['Direct3D 11', 'DXGI']);
 // After faults in these, typing and copying have to work again, too.
@@ -105,7 +106,7 @@ export class Sweep {
       const more = subtract(held, this.#baseline);
       text = Object.entries(more).map(([name, count]) => `${count} ${name}`).join(', ');
       return text === '';
-    }, 'balance', kBalanceMs).catch(() => {});
+    }, 'balance', this.brief ? kBriefBalanceMs : kBalanceMs).catch(() => {});
     return text;
   }
 
