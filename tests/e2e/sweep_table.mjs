@@ -59,7 +59,7 @@ export function recoveryOf({call, part, verdict, exit, kept, back, surplus, trou
   if (part === 'start' && exit === kSystemErrorCode && kMakesThreads.has(call)) {
     return kRecovery.anew;
   }
-  if (part === 'start' && kMakesWatcher.has(call) && trouble?.startsWith('no copied text')) {
+  if (kMakesWatcher.has(call) && trouble?.startsWith('no copied text')) {
     return kRecovery.copying;
   }
   if (trouble || surplus || !back) return kRecovery.broken;
