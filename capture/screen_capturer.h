@@ -36,6 +36,9 @@ class ScreenCapturer {
   // then stay as they were. Access that was lost is opened again by the next call.
   CapturedFrame CaptureFrame(uint32_t timeoutMs);
 
+  // Lets the next capture begin anew, which gives the whole desktop even where nothing has changed.
+  void StartAfresh();
+
   // True once after access was opened again by itself. The monitors may have been rearranged then.
   bool TakeReopening();
 

@@ -57,6 +57,7 @@ class AcquiredFrame {
 struct ScreenCapturer::CaptureDevice {
   bool Init(uint32_t index);
   bool EnsureOpen();
+  void CloseDuplication() { duplication.Reset(); }
   bool Select(uint32_t index);
   HRESULT Grab(uint32_t timeoutMs);
   void Mend(HRESULT failure, uint32_t timeoutMs);
@@ -294,6 +295,12 @@ CapturedFrame ScreenCapturer::CaptureFrame(uint32_t timeoutMs) {
   }
   const Pixels& pixels = device->pixels;
   return {pixels.bytes.data(), pixels.width, pixels.height, true};
+}
+
+void ScreenCapturer::StartAfresh() {
+  if (device) {
+    device->CloseDuplication();
+  }
 }
 
 bool ScreenCapturer::TakeReopening() { return device && std::exchange(device->reopened, false); }

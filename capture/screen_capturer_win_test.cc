@@ -322,6 +322,15 @@ TEST_F(ScreenCapturerTest, LostAccessIsInvalidNowAndOpenedAgainByTheNextCall) {
   EXPECT_EQ(graphics.Count("D3D11CreateDevice"), 0);
 }
 
+TEST_F(ScreenCapturerTest, AFreshStartOpensTheDuplicationAnewForTheNextCapture) {
+  Open();
+  capturer->StartAfresh();
+  EXPECT_EQ(graphics.Count("~Duplication"), 1);
+  EXPECT_EQ(graphics.Count("DuplicateOutput"), 0);
+  EXPECT_TRUE(capturer->CaptureFrame(kTimeoutMs).valid);
+  EXPECT_EQ(graphics.Count("DuplicateOutput"), 1);
+}
+
 TEST_F(ScreenCapturerTest, OpeningAgainIsTriedByEveryCallUntilItWorks) {
   Open();
   graphics.TakeAccess();

@@ -17,7 +17,7 @@ constexpr uint32_t kGrabTimeoutMs = 50;
 constexpr uint32_t kDetailedLoops = 3;
 constexpr uint32_t kStatisticsEveryLoops = 60;
 constexpr uint32_t kFirstFrameLogEvery = 60;
-constexpr uint32_t kRepaintEveryWaits = 20;
+constexpr uint32_t kHastenEveryWaits = 20;
 
 // One run of the stream thread. Counters live and die with it; they wrap rather than overflow.
 class StreamRun {
@@ -93,10 +93,12 @@ class StreamRun {
     }
   }
 
-  // An earlier run has taken the picture of a desktop that shows nothing new since.
+  // An earlier run has taken the picture of a desktop that shows nothing new since. A repaint
+  // reaches what stands on the monitor, access opened anew an empty one.
   void HastenFirstFrame() {
-    if (waits++ % kRepaintEveryWaits == 0) {
+    if (waits++ % kHastenEveryWaits == 0) {
       ProvokeDesktopRepaint();
+      screen.Capturer().StartAfresh();
     }
   }
 

@@ -206,10 +206,18 @@ TEST_F(StreamLoopTest, EncodesAStillDesktopAgainAtTheSetRate) {
             "[agent] StreamLoop exit: loops=10 reused=9 encoded=10 sent_ok=10 sent_err=0");
 }
 
-TEST_F(StreamLoopTest, ProvokesARepaintEverySecondWhileAStillDesktopGivesNoFirstFrame) {
+TEST_F(StreamLoopTest, ProvokesAPictureEverySecondWhileAStillDesktopGivesNoFirstFrame) {
   capture.SetStill(true);
   RunGrabs(41);
   EXPECT_EQ(capture.Repaints(), 3);
+  EXPECT_EQ(capture.FreshStarts(), 3);
+}
+
+TEST_F(StreamLoopTest, LeavesTheCapturerAloneWhileADesktopThatHasBeenSeenStandsStill) {
+  capture.GiveFrame(64, 48);
+  capture.SetStill(true);
+  RunGrabs(50);
+  EXPECT_EQ(capture.FreshStarts(), 0);
 }
 
 TEST_F(StreamLoopTest, ProvokesARepaintAtOnceWhenTheOtherScreenGivesNoFrame) {

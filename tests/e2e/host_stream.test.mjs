@@ -107,3 +107,15 @@ test('a viewer that comes late to a desktop where nothing moves sees it', async 
   const page = await openViewer(t, browser, stand);
   await untilPatches(page, 40, 60);
 });
+
+test('who comes back to an empty desktop sees it again', async (t) => {
+  const stand = await startStand(t, ['--no-stage']);
+  for (let visit = 1; visit <= 2; visit++) {
+    const page = await openViewer(t, browser, stand);
+    await untilMorePictures(page, 2);
+    await page.close();
+    await until(
+        async () => (await stand.logText()).split('[agent] StreamLoop exit:').length > visit,
+        `the end of stream ${visit}`);
+  }
+});

@@ -61,6 +61,7 @@ uint32_t ScreenCapturer::CurrentOutput() const { return 0; }
 std::vector<ScreenInfo> ScreenCapturer::EnumerateScreens() {
   return {{0, "S0", kBareWidth, kBareHeight, 0, 0, true}};
 }
+void ScreenCapturer::StartAfresh() {}
 bool ScreenCapturer::TakeReopening() { return false; }
 bool ScreenCapturer::TakeCursorUpdate(CursorUpdate&) { return false; }
 

@@ -37,6 +37,7 @@ struct Script {
   int64_t selects = 0;
   int64_t enumerations = 0;
   int64_t repaints = 0;
+  int64_t freshStarts = 0;
   uint32_t currentOutput = 0;
   std::vector<std::string> calls;
 };
@@ -179,6 +180,11 @@ CapturedFrame ScreenCapturer::CaptureFrame(uint32_t timeoutMs) {
   return {device->pixels.data(), grab.width, grab.height, true};
 }
 
+void ScreenCapturer::StartAfresh() {
+  const Visit visit(device->visitors);
+  WithScript([](Script& s) { ++s.freshStarts; });
+}
+
 bool ScreenCapturer::TakeReopening() {
   const Visit visit(device->visitors);
   return WithScript([](Script& s) { return std::exchange(s.reopened, false); });
@@ -308,6 +314,9 @@ int64_t FakeCapture::Repaints() const {
 }
 int64_t FakeCapture::Alive() const { return capturersAlive.load(); }
 int64_t FakeCapture::Overlaps() const { return overlaps.load(); }
+int64_t FakeCapture::FreshStarts() const {
+  return WithScript([](Script& s) { return s.freshStarts; });
+}
 uint32_t FakeCapture::CurrentOutput() const {
   return WithScript([](Script& s) { return s.currentOutput; });
 }

@@ -58,6 +58,7 @@ class FakeCapture {
   int64_t Selects() const;
   int64_t Enumerations() const;
   int64_t Repaints() const;
+  int64_t FreshStarts() const;
   // Capturers constructed and not yet destroyed.
   int64_t Alive() const;
   // Times that a second thread came in while another was inside Init, CaptureFrame, SelectOutput,
