@@ -203,7 +203,8 @@ export const kLeft = {
     '_atoi64', '_ultoa', 'localeconv', '___lc_codepage_func', '___mb_cur_max_func', '_errno', '__iob_func', '__getmainargs',
     '__set_app_type', '__setusermatherr', '_initterm', '_onexit', 'signal', 'printf', 'fprintf', 'vfprintf', 'fputc', '_read',
     '_close', 'VirtualProtect', 'VirtualQuery', 'FormatMessageA', 'FileTimeToSystemTime', 'GetSystemTimeAdjustment',
-    'SetSystemTime', 'AddVectoredExceptionHandler', 'RemoveVectoredExceptionHandler',
+    'SetSystemTime', 'AddVectoredExceptionHandler', 'RemoveVectoredExceptionHandler', 'CryptAcquireContextA', 'CryptGenRandom',
+    'CryptReleaseContext',
   ],
 };
 
