@@ -79,8 +79,6 @@ const kSelfTests = [
       assert.ok(!calls.some((call) => call.startsWith('SetValue')), calls.join('\n'));
       assert.ok(calls.includes('GetOutputStreamInfo flags 0x103'), calls.join('\n'));
     },
-    // Nobody could ask it for a key frame, and it gives no other than the first.
-    watched: false,
   },
   {name: 'asks-late 40, swallows 3', lines: kTestedGood, good: true},
   {name: 'asks-late 5000', lines: kNeverAsked},
@@ -106,7 +104,7 @@ async function untilTested(host) {
 
 test('the self-test finds out which hardware can be used', {concurrency: 2}, async (t) => {
   await forEachCase(t, kSelfTests, async (t, row) => {
-    const {name, good = false, on = 'hardware 1', watched = true} = row;
+    const {name, good = false, on = 'hardware 1'} = row;
     const {verdicts = [row.lines.at(-1)], check = () => {}} = row;
     const host = await startHost(t, shared.stand, {hardware: name.replaceAll(', ', '\n')});
     const lines = await untilTested(host);
@@ -115,12 +113,10 @@ test('the self-test finds out which hardware can be used', {concurrency: 2}, asy
     assert.deepEqual(lines, row.verdicts ? [...row.lines, verdict] : row.lines);
     const remembered = verdict === kLines.testedGood ? 'good' : 'bad';
     assert.equal(await host.fileText(kVerdictFile), verdictOf(remembered));
-    if (watched) {
-      await untilMoreUnits(await watch(t, host), 5);
-      assert.deepEqual(
-          encoderLines(await host.logText()),
-          [...lines, ...(good ? kStreamsInHardware : kStreamsInSoftware)]);
-    }
+    await untilMoreUnits(await watch(t, host), 5);
+    assert.deepEqual(
+        encoderLines(await host.logText()),
+        [...lines, ...(good ? kStreamsInHardware : kStreamsInSoftware)]);
     const calls = await callsOf(host);
     const other = ['hardware 1', 'hardware 2'].filter((one) => one !== on);
     for (const one of other) assert.deepEqual(callsOn(one, calls), []);

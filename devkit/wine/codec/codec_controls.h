@@ -54,7 +54,8 @@ class CodecControls final : public ICodecAPI {
   IUnknown& owner;
   const char* name;
   std::atomic<uint32_t> bitsPerSecond = 0;
-  std::atomic<uint32_t> keyFrameInterval = 0;
+  // Where nobody sets it, a key frame now and then, as graphics cards' encoders have it.
+  std::atomic<uint32_t> keyFrameInterval = 60;
   std::atomic<bool> keyFrameForced = false;
 };
 
