@@ -125,18 +125,24 @@ missing_packages() {
   done <"$talu_top/devkit/packages"
 }
 
-install_packages() {
-  local packages=() as_root=()
-  mapfile -t packages < <(missing_packages)
-  ((${#packages[@]})) || return 0
-  say "Installing: ${packages[*]}"
+# Installs Debian packages, those named.
+apt_install() {
+  local as_root=()
+  say "Installing: $*"
   if ((EUID != 0)); then
-    command -v sudo >/dev/null || die "not root and no sudo; install these yourself: ${packages[*]}"
+    command -v sudo >/dev/null || die "not root and no sudo; install these yourself: $*"
     as_root=(sudo)
   fi
   "${as_root[@]}" apt-get update -q >&2
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -q --no-install-recommends "${packages[@]}" >&2
+    apt-get install -y -q --no-install-recommends "$@" >&2
+}
+
+install_packages() {
+  local packages=()
+  mapfile -t packages < <(missing_packages)
+  ((${#packages[@]})) || return 0
+  apt_install "${packages[@]}"
   mapfile -t packages < <(missing_packages)
   ((${#packages[@]} == 0)) || die "installed, and still not there: ${packages[*]}"
 }
