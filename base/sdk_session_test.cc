@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace talu {
@@ -18,6 +20,8 @@ struct Recorded {
   std::atomic<bool> alive{true};
   std::atomic<int> callsOnDeadSession{0};
   std::atomic<int> sends{0};
+  // Runs once, inside the next message.
+  std::function<void()> duringMessage;
 };
 
 Recorded recorded;
@@ -36,6 +40,7 @@ StreamSdk MakeSdk() {
     recorded.label = message->label;
     recorded.payload.assign(reinterpret_cast<const char*>(message->payload),
                             message->payloadLength);
+    if (const auto act = std::exchange(recorded.duringMessage, nullptr)) act();
     return 3;
   };
   sdk.send_video_frame = [](SdkSessionHandle, const SdkVideoFrame*) {
@@ -119,6 +124,34 @@ TEST(SdkSession, IsNeverUsedAfterCloseHasReturned) {
     }
   }
   EXPECT_EQ(recorded.callsOnDeadSession.load(), 0);
+}
+
+// A call that is still inside keeps the session; whatever comes meanwhile is turned away at once
+// instead of waiting for the end.
+TEST(SdkSession, TurnsAwayWhatComesWhileItCloses) {
+  SdkSession session;
+  session.Open(kSdk, &theSession);
+  std::thread closer;
+  recorded.duringMessage = [&] {
+    closer = std::thread([&] { session.Close(); });
+    while (session.SendVideoFrame({}).has_value()) {
+      std::this_thread::yield();
+    }
+    EXPECT_TRUE(session.IsOpen()) << "closed under the call";
+    EXPECT_FALSE(session.SendControlMessage("{}"));
+    recorded.screen = {};
+    session.SetScreenInfo(1280, 720);
+    EXPECT_EQ(recorded.screen.width, 0u);
+  };
+  EXPECT_TRUE(session.SendControlMessage("{}"));
+  closer.join();
+  EXPECT_FALSE(session.IsOpen());
+}
+
+TEST(StreamSdk, HasAnEmptyTextForAnErrorThatHasNone) {
+  StreamSdk sdk;
+  sdk.str_err = [](int32_t) -> const char* { return nullptr; };
+  EXPECT_STREQ(sdk.ErrorText(5), "");
 }
 
 // Field by field as the closed library reads it: 64-bit, little-endian, natural alignment.

@@ -72,6 +72,12 @@ TEST_F(ClipboardSyncTest, SendsNoEchoOfTheControllersText) {
   EXPECT_EQ(Sent().size(), 2u) << "but only while it is the last one";
 }
 
+TEST_F(ClipboardSyncTest, SendsNoEchoOfATextThatIsSeenBeforeItsWriteHasEnded) {
+  FakeClipboard::SetWritesTakeLong(true);
+  ControllerSends(R"({"type":"clipboard","text":"hello"})");
+  EXPECT_THAT(Sent(), IsEmpty());
+}
+
 TEST_F(ClipboardSyncTest, SendsTheSameTextOnce) {
   UserCopies("same");
   UserCopies("same");
@@ -134,6 +140,12 @@ TEST_F(ClipboardSyncTest, RemembersWhatNoSessionCouldTake) {
   UserCopies("early");
   UserCopies("early");
   EXPECT_THAT(Sent(), IsEmpty());
+  EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST_F(ClipboardSyncTest, ComplainsOfNoLengthWhereNothingCouldBeSent) {
+  recorder.Close();
+  UserCopies(std::string(20000, 'a'));
   EXPECT_THAT(log.Lines(), IsEmpty());
 }
 

@@ -158,7 +158,9 @@ TEST(JsonFindString, EncodesALoneSurrogateAsThreeBytes) {
   EXPECT_EQ(FoundString(R"({"name":"\ude00\ud83d"})", "name"), "\xED\xB8\x80\xED\xA0\xBD");
   EXPECT_EQ(FoundString(R"({"name":"\ud83d\ud83d\ude00"})", "name"),
             "\xED\xA0\xBD\xF0\x9F\x98\x80");
+  EXPECT_EQ(FoundString(R"({"name":"\ude00\ude00"})", "name"), "\xED\xB8\x80\xED\xB8\x80");
   EXPECT_EQ(FoundString(R"({"name":"\ud83d\u0041"})", "name"), "\xED\xA0\xBD\x41");
+  EXPECT_EQ(FoundString(R"({"name":"\ud83d\ue000"})", "name"), "\xED\xA0\xBD\xEE\x80\x80");
   EXPECT_EQ(FoundString(R"({"name":"\ud83d\\ude00"})", "name"), "\xED\xA0\xBD\\ude00");
 }
 

@@ -80,6 +80,7 @@ TEST_F(VkFromCodeTest, TakesTheFourthCharacterOfAKeyNameInUpperCase) {
   }
   EXPECT_EQ(VkFromCode("Key1", ""), '1');
   EXPECT_EQ(VkFromCode("Key-", ""), '-');
+  EXPECT_EQ(VkFromCode("Key{", ""), '{');
   EXPECT_EQ(VkFromCode("Key\xE9", ""), 0xE9);
 }
 
@@ -103,6 +104,7 @@ TEST_F(VkFromCodeTest, MapsTheFunctionKeys) {
   }
   EXPECT_EQ(VkFromCode("F13", ""), 0x7C);
   EXPECT_EQ(VkFromCode("F1x", ""), 0x70) << "the number ends at the first other character";
+  EXPECT_EQ(VkFromCode("F1 2", ""), 0x70);
   EXPECT_EQ(VkFromCode("F007", ""), 0x76);
 }
 

@@ -9,7 +9,9 @@
 #include <thread>
 #include <vector>
 
+#include "session/encoder_slot.h"
 #include "session/stream_sdk_loader.h"
+#include "tests/fakes/fake_clipboard.h"
 #include "tests/fakes/fake_h264_encoder.h"
 #include "tests/fakes/fake_screen_capturer.h"
 #include "tests/fakes/fake_stream_library.h"
@@ -254,6 +256,15 @@ TEST_F(PushSessionTest, StopDestroysTheSessionBeforeTheCleanUpAndOnlyOnce) {
   EXPECT_LT(Position(calls, "session_destroy"), Position(calls, "global_cleanup"));
 }
 
+TEST_F(PushSessionTest, StopEndsTheClipboardWatcherBeforeTheLibrarysSession) {
+  ASSERT_TRUE(session->Start(Config()));
+  EXPECT_EQ(FakeClipboard::StartedWatchers(), 1u);
+  size_t watchers = 1;
+  library.duringDestroy = [&] { watchers = FakeClipboard::StartedWatchers(); };
+  session->Stop();
+  EXPECT_EQ(watchers, 0u);
+}
+
 TEST_F(PushSessionTest, TheDestructorStopsAStreamThatRuns) {
   ASSERT_TRUE(session->Start(Config()));
   library.Subscribe(200, 5000, 0);
@@ -406,6 +417,19 @@ TEST_F(PushSessionTest, AByePausesAndInputResumesWithAKeyFrameFirst) {
   EXPECT_EQ(library.Frames().at(before).record.frameType, kSdkFrameTypeKey);
 }
 
+TEST_F(PushSessionTest, ASubscriptionResumesAPausedStream) {
+  ASSERT_TRUE(session->Start(Config()));
+  library.Subscribe(200, 8000, 0);
+  ASSERT_TRUE(Streams());
+  library.Say("{\"type\":\"bye\"}");
+  library.Subscribe(200, 8000, 0);
+  EXPECT_TRUE(Streams());
+  library.Say("{\"type\":\"bye\"}");
+  library.Unsubscribe();
+  library.Subscribe(200, 8000, 0);
+  EXPECT_TRUE(Streams());
+}
+
 TEST_F(PushSessionTest, AnswersAScreenInfoRequestOnceASessionExists) {
   ASSERT_TRUE(session->Start(Config()));
   library.RequestScreenInfo();
@@ -465,6 +489,29 @@ TEST_F(PushSessionTest, LeavesASwitchToTheStreamThreadWhileStreaming) {
   EXPECT_EQ(Count(log.Lines(), "[agent] switch_screen -> 1 (streaming=1)"), 1u);
   EXPECT_TRUE(Eventually([&] { return capture.CurrentOutput() == 1u; }));
   EXPECT_TRUE(Streams());
+}
+
+// A rate change is inside while another thread wants the encoder gone; one that comes meanwhile is
+// turned away.
+TEST(EncoderSlot, KeepsAnEncoderWhileItsRateIsBeingChanged) {
+  FakeEncoder& encoder = FakeEncoder::Get();
+  const auto build = [](H264Encoder& fresh) { return fresh.Init(64, 48, 30, 8000); };
+  for (const bool replaces : {false, true}) {
+    encoder.Reset();
+    EncoderSlot slot;
+    ASSERT_TRUE(slot.Replace(build));
+    std::thread changer;
+    encoder.OnSetBitrate([&](int32_t kbps) {
+      if (kbps != 3000) return;
+      changer = std::thread([&] { replaces ? (void)slot.Replace(build) : slot.Drop(); });
+      while (slot.SetBitrate(4000)) std::this_thread::yield();
+      EXPECT_EQ(Count(encoder.Calls(), "Destroy"), 0u);
+    });
+    EXPECT_TRUE(slot.SetBitrate(3000));
+    changer.join();
+    EXPECT_EQ(encoder.Alive(), replaces ? 1 : 0);
+    encoder.OnSetBitrate(nullptr);
+  }
 }
 
 // The library may call from several threads, and the first caller be the last to be done.

@@ -1,5 +1,5 @@
 // What the host takes from the heap once it runs: nothing for a frame, its two copies for a
-// message.
+// message; and what it does where there is no memory for a message.
 
 #include <gtest/gtest.h>
 
@@ -90,6 +90,37 @@ TEST(SteadyState, AMouseMoveAllocatesNoMoreThanTheTwoCopiesOfItsMessage) {
   const int64_t allocations = AllocationsOfThisThread() - before;
   EXPECT_LE(allocations, 2);
   EXPECT_EQ(bareInjections - injections, 1);
+}
+
+class WithoutMemory : public testing::Test {
+ protected:
+  // As the library passes a message on, with no memory for anything above largestBytes.
+  void Say(const std::string& body, size_t largestBytes) {
+    const SdkCustomMessage message{kControlLabel, reinterpret_cast<const uint8_t*>(body.data()),
+                                   static_cast<uint32_t>(body.size()), 0};
+    const ScarceMemory scarce(largestBytes);
+    library.onCustomMessage(nullptr, &message, library.user);
+  }
+
+  const LogCapture log;
+  PushSession session;
+  const SdkGlobalConfig library = MakeGlobalConfig(1, session);
+};
+
+TEST_F(WithoutMemory, AHugeMessageIsDroppedWithALine) {
+  const std::string body(100'000, 'a');
+  Say(body, 50'000);
+  EXPECT_EQ(log.Text(), "[agent] custom message of 100000 bytes dropped: out of memory\n");
+}
+
+// Each character takes two records of some forty bytes.
+TEST_F(WithoutMemory, ATextIsTypedWholeOrNotAtAll) {
+  const int64_t injections = bareInjections;
+  const std::string body = R"({"type":"text","text":")" + std::string(10'000, 'a') + R"("})";
+  Say(body, 100'000);
+  EXPECT_EQ(bareInjections - injections, 0);
+  Say(body, SIZE_MAX);
+  EXPECT_EQ(bareInjections - injections, 20'000);
 }
 
 }  // namespace

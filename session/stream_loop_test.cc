@@ -447,6 +447,12 @@ TEST_F(StreamLoopTest, TakesTheRateTheNewEncoderSettledOn) {
   EXPECT_EQ(screen->Fps(), 25);
 }
 
+TEST_F(StreamLoopTest, ARateThatComesWhileAnEncoderIsBuiltReachesIt) {
+  encoder.OnInit([this] { screen->SetMaxKbps(3000); });
+  ASSERT_TRUE(screen->BuildEncoder());
+  EXPECT_EQ(encoder.Kbps(), 3000);
+}
+
 TEST_F(StreamLoopTest, UsesAProfilesRateForAnEncoderRebuiltByASwitch) {
   RunGrabs(2, [this](int64_t grab) {
     if (grab == 1) {
@@ -471,6 +477,15 @@ TEST_F(StreamLoopTest, AdoptsTheSizeOfAFrameAfterAModeChange) {
   EXPECT_EQ(pictures[1].width, 80);
   EXPECT_TRUE(pictures[1].keyFrame);
   EXPECT_EQ(Count(encoder.Calls(), "ForceKeyFrame"), 1u);
+}
+
+TEST_F(StreamLoopTest, AdoptsASizeThatDiffersInItsHeightAlone) {
+  RunGrabs(4, [this](int64_t grab) {
+    if (grab == 2) capture.SetScreens({Screen(0, 64, 60, 0, 0)});
+  });
+  EXPECT_EQ(Count(encoder.Calls(), "Init 64x60@30 8000"), 1u);
+  EXPECT_EQ(Count(library.Calls(), "set_screen_info 64x60 1"), 1u);
+  EXPECT_EQ(screen->Size(), (PictureSize{64, 60}));
 }
 
 // The second monitor was at the right; now the first stands there, and the second is the primary.
@@ -586,6 +601,17 @@ TEST_F(StreamLoopTest, RecoversALostEncoderAtTheNextSubscription) {
   const std::vector<EncodedPicture> pictures = encoder.Pictures();
   ASSERT_EQ(pictures.size(), 1u + 2u);
   EXPECT_TRUE(pictures[1].keyFrame);
+}
+
+TEST_F(StreamLoopTest, SaysSoWhenALostEncoderCannotBeBuiltForASubscriptionEither) {
+  LogCapture log;
+  encoder.FailInits(2);
+  RunGrabs(8, [this](int64_t grab) {
+    if (grab == 2) capture.SetScreens({Screen(0, 80, 60, 0, 0)});
+    if (grab == 4 || grab == 6) screen->RequestEncoder();
+  });
+  EXPECT_EQ(Count(log.Lines(), "[agent] H.264 编码器初始化失败"), 1u);
+  EXPECT_EQ(encoder.Pictures().size(), 1u + 2u) << "the second subscription gets one";
 }
 
 TEST_F(StreamLoopTest, ASubscriptionLeavesAnEncoderThatWorksAlone) {

@@ -25,6 +25,7 @@ struct Board {
   std::condition_variable changed;
   std::string text;
   bool openElsewhere = false;
+  bool writesTakeLong = false;
   size_t writeCount = 0;
   uint64_t changeCount = 0;
   std::vector<Listener*> listeners;
@@ -50,6 +51,7 @@ void FakeClipboard::Reset() {
   const std::lock_guard<std::mutex> hold(board.lock);
   board.text.clear();
   board.openElsewhere = false;
+  board.writesTakeLong = false;
   board.writeCount = 0;
   board.changeCount = 0;
 }
@@ -66,6 +68,11 @@ std::string FakeClipboard::Text() {
 void FakeClipboard::SetOpenElsewhere(bool open) {
   const std::lock_guard<std::mutex> hold(TheBoard().lock);
   TheBoard().openElsewhere = open;
+}
+
+void FakeClipboard::SetWritesTakeLong(bool takeLong) {
+  const std::lock_guard<std::mutex> hold(TheBoard().lock);
+  TheBoard().writesTakeLong = takeLong;
 }
 
 void FakeClipboard::WaitUntilTold() {
@@ -95,12 +102,17 @@ std::string ReadClipboardText() {
 
 void WriteClipboardText(std::string_view text) {
   Board& board = TheBoard();
-  const std::lock_guard<std::mutex> hold(board.lock);
+  std::unique_lock<std::mutex> hold(board.lock);
   ++board.writeCount;
-  if (!board.openElsewhere) {
-    board.text = text;
-    ++board.changeCount;
-    board.changed.notify_all();
+  if (board.openElsewhere) {
+    return;
+  }
+  board.text = text;
+  ++board.changeCount;
+  board.changed.notify_all();
+  if (board.writesTakeLong) {
+    hold.unlock();
+    FakeClipboard::WaitUntilTold();
   }
 }
 

@@ -23,6 +23,9 @@ class FakeClipboard {
   // Lets another program hold the clipboard open: reads find nothing and writes are lost.
   static void SetOpenElsewhere(bool open);
 
+  // Lets a write by the program return only when every started watcher has been told of it.
+  static void SetWritesTakeLong(bool takeLong);
+
   // Returns when every started watcher has been told of all changes so far.
   static void WaitUntilTold();
 

@@ -41,6 +41,7 @@ void FakeEncoder::Reset() {
   failInits = 0;
   settledFps = 0;
   swallow = false;
+  onInit = nullptr;
   onSetBitrate = nullptr;
   lastKbps = 0;
   selfTests = 0;
@@ -62,6 +63,11 @@ void FakeEncoder::SettleOn(int32_t fps) {
 void FakeEncoder::SwallowPictures(bool on) {
   const std::lock_guard hold(lock);
   swallow = on;
+}
+
+void FakeEncoder::OnInit(std::function<void()> hook) {
+  const std::lock_guard hold(lock);
+  onInit = std::move(hook);
 }
 
 void FakeEncoder::OnSetBitrate(std::function<void(int32_t)> hook) {
@@ -134,6 +140,14 @@ bool H264Encoder::Init(int32_t newWidth, int32_t newHeight, int32_t newFps, int3
   FakeEncoder& fake = FakeEncoder::Get();
   fake.Note("Init " + std::to_string(newWidth) + "x" + std::to_string(newHeight) + "@" +
             std::to_string(newFps) + " " + std::to_string(kbps));
+  std::function<void()> hook;
+  {
+    const std::lock_guard hold(fake.lock);
+    hook = fake.onInit;
+  }
+  if (hook) {
+    hook();
+  }
   const std::lock_guard hold(fake.lock);
   width = newWidth;
   height = newHeight;

@@ -29,6 +29,8 @@ class FakeEncoder {
   void FailInits(int count);      // the next count calls of Init fail
   void SettleOn(int32_t fps);     // what Init makes of every frame rate; 0: what was asked
   void SwallowPictures(bool on);  // pictures give no unit
+  // Called, outside of any lock, by the thread that builds an encoder, before it is ready.
+  void OnInit(std::function<void()> hook);
   // Called, outside of any lock, by the thread that changes a bit rate, before it takes effect.
   void OnSetBitrate(std::function<void(int32_t kbps)> hook);
 
@@ -52,6 +54,7 @@ class FakeEncoder {
   int failInits = 0;
   int32_t settledFps = 0;
   bool swallow = false;
+  std::function<void()> onInit;
   std::function<void(int32_t)> onSetBitrate;
   int alive = 0;
   int32_t lastKbps = 0;

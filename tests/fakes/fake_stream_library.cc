@@ -46,6 +46,9 @@ int32_t SessionCreate(const SdkSessionParams* params, SdkSessionHandle* session)
 
 void SessionDestroy(SdkSessionHandle session) {
   Expect(session);
+  if (Library().duringDestroy) {
+    Library().duringDestroy();
+  }
   sessionAlive.store(false);
   Library().Note("session_destroy");
 }
@@ -127,6 +130,7 @@ void FakeStreamLibrary::Reset() {
   sendResult.store(0);
   duringSend = nullptr;
   duringCreate = nullptr;
+  duringDestroy = nullptr;
   config = {};
   params = {};
   const std::lock_guard hold(lock);

@@ -36,6 +36,8 @@ class FakeStreamLibrary {
   std::function<void()> duringSend;
   // Runs when a session has just been made, before the host knows of it.
   std::function<void()> duringCreate;
+  // Runs when a session is about to be destroyed.
+  std::function<void()> duringDestroy;
 
   // The record: "load", "unload", "global_init", "session_create", "session_destroy",
   // "global_cleanup", "set_screen_info 1280x720 1".
