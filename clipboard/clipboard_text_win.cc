@@ -3,7 +3,6 @@
 #include <atomic>
 #include <climits>
 
-#include "base/clock.h"
 #include "clipboard/clipboard_text.h"
 
 namespace talu {
@@ -11,8 +10,9 @@ namespace {
 
 // Another program has the clipboard open for a moment whenever it looks at a new text, and every
 // program that keeps a history looks at every text. So opening it is tried again for a while.
-constexpr int kOpenAttempts = 50;
-constexpr int64_t kOpenRetryMs = 5;
+constexpr uint64_t kOpenPatienceMs = 250;
+// The system's coarse sleep will do: a finer one keeps a timer for each thread that ever slept.
+constexpr DWORD kOpenRetryMs = 5;
 
 // Opened without a window, the clipboard tells threads of one program not apart: it lets the second
 // in while the first is still at work, whose next calls then fail with the clipboard half written.
@@ -34,8 +34,10 @@ bool OpenInTurn() {
 class OpenedClipboard {
  public:
   OpenedClipboard() {
-    for (int attempt = 1; !opened && attempt <= kOpenAttempts; ++attempt) {
-      if (attempt > 1) SleepForMs(kOpenRetryMs);
+    const uint64_t deadlineMs = GetTickCount64() + kOpenPatienceMs;
+    opened = OpenInTurn();
+    while (!opened && GetTickCount64() < deadlineMs) {
+      Sleep(kOpenRetryMs);
       opened = OpenInTurn();
     }
   }
