@@ -10,7 +10,8 @@ import {setTimeout as sleep} from 'node:timers/promises';
 import {kBin, until, windowsPath} from './stand.mjs';
 
 const kWine = '/usr/lib/wine/wine64';
-// As long as the launcher waits.
+const kReadySeconds = 60;
+// The launcher's wait for the verdict, and then for the end.
 const kStartMs = 150000;
 const kCredentials =
     ['--app-id', '1', '--instance-id', 'sweep', '--token', 'sweep', '--access-info', 'sweep'];
@@ -46,7 +47,14 @@ export class SweptHost {
    * fault: {call, occurrence, fault} in force from the first instruction on. hardware: encode with a
    * transform like a graphics card's. Waits for the verdict, or the end.
    */
-  static async start(stand, {fault = null, hardware = false} = {}) {
+  static async start(stand, settings = {}) {
+    const host = await this.#startOnce(stand, settings);
+    // One start in some hundreds hangs under Wine with the library in the process.
+    const hung = host.errors.includes('no verdict from the host');
+    return hung ? this.#startOnce(stand, settings) : host;
+  }
+
+  static async #startOnce(stand, {fault = null, hardware = false}) {
     const host = new SweptHost();
     host.files = join(stand.files, `swept-${++number}`);
     await mkdir(join(host.files, 'temp'), {recursive: true});
@@ -73,7 +81,8 @@ export class SweptHost {
         kWine,
         [
           join(kBin, 'talu_launcher.exe'), '--temp', place('temp'), '--local-appdata',
-          place('local'), '--url-file', place('url'), '--stop-timeout', '60', '--load',
+          place('local'), '--url-file', place('url'), '--ready-timeout', `${kReadySeconds}`, '--stop-timeout', '60',
+          '--load',
           windowsPath(join(kBin, process.env.TALU_FAULTS_DLL ?? 'talu_faults.dll')),
           ...Object.entries(variables).flatMap(([name, value]) => ['--env', `${name}=${value}`]),
           '--', windowsPath(join(kBin, 'talu_host.exe')), ...kCredentials,
