@@ -228,6 +228,9 @@ use_wine() {
   export WINEDEBUG=${WINEDEBUG:--all}
   export WINEARCH=win64
   export WINEDLLPATH=${1:-$talu_top/build/windows/bin}/wine
+  # The C library would give every thread of the renderer a heap of its own, which fills for hours
+  # with what is left over from each graphics device.
+  export MALLOC_ARENA_MAX=1
   # Wine's debugger ends a program that crashed with code 0 in one case of four.
   export WINEDLLOVERRIDES='winemenubuilder.exe=d;mscoree=d;mshtml=d;winedbg.exe=d'
 }

@@ -25,6 +25,25 @@ export async function processesOf(prefix, program) {
   return found;
 }
 
+// Where Wine ends the address space that it gives to Windows' programs and DLLs; what is above
+// belongs to its Unix libraries: the C library's heap, the renderer.
+const kWindowsEnd = 0x7000_0000_0000;
+
+/**
+ * MB of a process's own memory below Wine's border: the host's stacks and heap, and those of the
+ * Windows DLLs it uses. maps is the text of /proc/PID/smaps.
+ */
+export function windowsMemoryMb(maps) {
+  let counted = false;
+  let kib = 0;
+  for (const line of maps.split('\n')) {
+    const region = /^([0-9a-f]+)-[0-9a-f]+ \S+ \S+ \S+ \S+ *(.*)/.exec(line);
+    if (region) counted = parseInt(region[1], 16) < kWindowsEnd && !region[2].startsWith('[');
+    else if (counted) kib += Number(/^Anonymous: +(\d+) kB/.exec(line)?.[1] ?? 0);
+  }
+  return kib / 1024;
+}
+
 /**
  * Memory in MB, threads and open files of a process now; null when it is gone. Memory is what the
  * process has to itself: not the mapped files, which Wine's programs share.
@@ -36,6 +55,7 @@ export async function measureProcess(pid) {
   const files = await readdir(`/proc/${pid}/fd`).catch(() => []);
   return {
     memoryMb: field('RssAnon') / 1024,
+    windowsMb: windowsMemoryMb(await readOrNothing(`/proc/${pid}/smaps`)),
     residentMb: field('VmRSS') / 1024,
     threads: field('Threads'),
     files: files.length,

@@ -37,6 +37,7 @@ const kHardwareShare = 0.35;
 // some megabytes.
 const kLimits = {
   memoryMb: 24,
+  windowsMb: 6,
   handles: 12,
   threads: 3,
 };
@@ -560,7 +561,7 @@ function report(soak, seed, exitCode, complaints) {
     'figure                   first      last   highest   gain per hour (second half)',
   ];
   for (const [name, label] of [
-           ['memoryMb', 'private memory, MB'], ['residentMb', 'resident memory, MB'],
+           ['memoryMb', 'private memory, MB'], ['windowsMb', 'below Wine, MB'], ['residentMb', 'resident memory, MB'],
            ['handles', 'handles'], ['threads', 'threads'], ['files', 'open files (Linux)']]) {
     const values = samples.map((sample) => sample[name]).filter(Number.isFinite);
     const column = (value) => value.toFixed(1).padStart(10);
@@ -611,6 +612,7 @@ await savePlot(
         soak.samples,
         [
           {name: 'memoryMb', label: 'private memory of the host, MB', colour: '#2266bb'},
+          {name: 'windowsMb', label: 'of it below Wine: the host and its DLLs, MB', colour: '#774499'},
           {name: 'handles', label: 'handles', colour: '#bb4422'},
           {name: 'threads', label: 'threads', colour: '#228844'},
         ],

@@ -3,6 +3,7 @@
 import assert from 'node:assert/strict';
 import test from 'node:test';
 
+import {windowsMemoryMb} from './host_process.mjs';
 import {budgetComplaints} from './log_budgets.mjs';
 import {gainPerHour} from './soak_report.mjs';
 import {SizeWatch} from './stream_watch.mjs';
@@ -79,4 +80,16 @@ test('what grows is told by the second half, in an hour', () => {
       (_, minutes) => ({minutes, handles: minutes < 30 ? 5 * minutes : 100 + minutes}));
   assert.ok(Math.abs(gainPerHour(samples, 'handles') - 60) < 1e-6);
   assert.equal(gainPerHour([{minutes: 0, handles: null}], 'handles'), 0);
+});
+
+test('memory below Wine is what belongs to Windows’ programs', () => {
+  const region = (range, name, kib) =>
+      `${range} rw-p 00000000 00:00 0   ${name}\nSize: 99 kB\nAnonymous:   ${kib} kB\n`;
+  const maps = [
+    region('00110000-00210000', '', 1024),
+    region('6fffff000000-6fffff010000', '/usr/lib/wine/ntdll.dll', 512),
+    region('9a2c4000-9b282000', '[heap]', 4096),
+    region('7efeb0000000-7efeb126a000', '', 4096),
+  ];
+  assert.equal(windowsMemoryMb(maps.join('')), 1.5);
 });
