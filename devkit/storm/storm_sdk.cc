@@ -1,10 +1,13 @@
 // A streaming library without a network that calls the host back in a storm: every callback, from
 // eight threads at once and with no order at all, for as many seconds as TALU_STORM_SECONDS says.
-// Then it subscribes once and tells the host's log what came of it. tcar_session_destroy ends a
-// storm in its middle.
-#include <array>
+// Then it subscribes once and tells the host's log what came of it.
+// With TALU_FLOOD_SECONDS it subscribes and counts the pictures for so long, then once more while
+// one thread moves the mouse up to 100,000 times a second, and tells the log both rates.
+// tcar_session_destroy ends either in its middle.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -21,6 +24,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int kThreads = 8;
 constexpr int32_t kSendFailed = 5;
 constexpr int64_t kWantedPictures = 3;
+constexpr int32_t kFloodedFps = 30;
+constexpr int kMovesAMillisecond = 100;
 constexpr auto kPatience = std::chrono::seconds(60);
 constexpr auto kPoll = std::chrono::milliseconds(5);
 
@@ -28,6 +33,7 @@ SdkGlobalConfig host{};
 char theSession = 0;
 std::atomic<bool> ending{false};
 std::atomic<bool> blowing{false};
+std::atomic<bool> flooding{false};
 std::atomic<int64_t> calls{0};
 std::atomic<int64_t> pictures{0};
 std::atomic<bool> firstIsKey{false};
@@ -115,9 +121,55 @@ void TellWhatComes() {
   host.onLog(&theSession, line.c_str(), host.user);
 }
 
+// Ends early only for the session's end.
+double PicturesASecond(std::chrono::seconds time) {
+  const Clock::time_point begin = Clock::now();
+  const int64_t before = pictures.load();
+  WaitFor(time, [] { return false; });
+  const std::chrono::duration<double> taken = Clock::now() - begin;
+  return static_cast<double>(pictures.load() - before) / taken.count();
+}
+
+// A host that takes fewer gets as many as it takes.
+void MoveTheMouse() {
+  Clock::time_point due = Clock::now();
+  while (flooding.load()) {
+    for (int move = 0; move < kMovesAMillisecond; ++move) {
+      const int64_t number = calls.fetch_add(1);
+      Say(R"({"type":"mousemove","x":)" + std::to_string(number % 640) + R"(,"y":5})");
+    }
+    due = std::max(due + std::chrono::milliseconds(1), Clock::now());
+    std::this_thread::sleep_until(due);
+  }
+}
+
+void Flood(std::chrono::seconds time) {
+  Subscribe(kFloodedFps);
+  WaitFor(kPatience, [] { return pictures.load() >= kWantedPictures; });
+  const double quiet = PicturesASecond(time);
+  flooding.store(true);
+  std::thread flood(MoveTheMouse);
+  const Clock::time_point begin = Clock::now();
+  const double flooded = PicturesASecond(time);
+  const std::chrono::duration<double> taken = Clock::now() - begin;
+  const double moves = static_cast<double>(calls.load()) / taken.count();
+  flooding.store(false);
+  flood.join();
+  char line[128];
+  std::snprintf(line, sizeof line, "flood: %.0f inputs, %.2f pictures a second; without %.2f",
+                moves, flooded, quiet);
+  host.onLog(&theSession, line, host.user);
+}
+
+std::chrono::seconds SecondsFrom(const char* variable, int fallback) {
+  const char* seconds = std::getenv(variable);
+  return std::chrono::seconds(seconds == nullptr ? fallback : std::atoi(seconds));
+}
+
 void Direct() {
-  const char* seconds = std::getenv("TALU_STORM_SECONDS");
-  Blow(std::chrono::seconds(seconds == nullptr ? 1 : std::atoi(seconds)));
+  const std::chrono::seconds flood = SecondsFrom("TALU_FLOOD_SECONDS", 0);
+  if (flood.count() > 0) return Flood(flood);
+  Blow(SecondsFrom("TALU_STORM_SECONDS", 1));
   if (!ending.load()) TellWhatComes();
 }
 

@@ -2,33 +2,20 @@
 // change. TALU_STORM_SECONDS in the environment makes the storm longer than its few seconds.
 
 import assert from 'node:assert/strict';
-import {cp, mkdtemp, readdir, rm} from 'node:fs/promises';
-import {tmpdir} from 'node:os';
-import {join} from 'node:path';
 import test from 'node:test';
 import {setTimeout as sleep} from 'node:timers/promises';
 
 import {budgetComplaints} from './log_budgets.mjs';
-import {kBin, Stand, until} from './stand.mjs';
+import {until} from './stand.mjs';
+import {StormStand} from './storm_stand.mjs';
 
 const kSeconds = Number(process.env.TALU_STORM_SECONDS ?? 4);
 const kLayouts = ['1280x720', '1280x720,800x600', '1152x648,1024x768', '1280x720,1024x768'];
 const kOver = /after (\d+) calls in a storm (.*)/;
 
-/** The host with the storm for a library, in a folder that is gone when the test t ends. */
+/** The host beside a storm of so many seconds, gone when the test t ends. */
 async function startStorm(t, seconds) {
-  const folder = await mkdtemp(join(tmpdir(), 'talu-storm-'));
-  t.after(() => rm(folder, {recursive: true, force: true}));
-  for (const name of await readdir(kBin)) {
-    if (/\.dll$|^talu_host\.exe$/.test(name)) await cp(join(kBin, name), join(folder, name));
-  }
-  await cp(join(kBin, 'storm/libtcar_sdk.dll'), join(folder, 'libtcar_sdk.dll'));
-  const stand = await Stand.start({
-    options: [
-      '--host', join(folder, 'talu_host.exe'), '--env', `TALU_STORM_SECONDS=${seconds}`, '--moving',
-      'x=100,y=100,w=300,h=300'
-    ],
-  });
+  const stand = await StormStand.start({TALU_STORM_SECONDS: seconds});
   t.after(() => stand.stop());
   return stand;
 }
