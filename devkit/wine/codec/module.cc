@@ -8,6 +8,7 @@
 #include <iterator>
 #include <new>
 
+#include "devkit/wine/codec/buffer_reuse.h"
 #include "devkit/wine/codec/hardware_transform.h"
 #include "devkit/wine/codec/software_transform.h"
 
@@ -110,11 +111,11 @@ Factory* FactoryOf(REFCLSID id) {
 }
 
 // A holder may let go of an encoder after it has left COM, when unused servers have been unloaded.
-void StayLoaded() {
+// False when the system refused, which only brings back the danger.
+bool StayLoaded() {
   HMODULE module = nullptr;
-  // A failure only brings back the danger.
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                     reinterpret_cast<LPCWSTR>(&StayLoaded), &module);
+  return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                            reinterpret_cast<LPCWSTR>(&StayLoaded), &module);
 }
 
 }  // namespace
@@ -125,7 +126,7 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
   *object = nullptr;
   talu::Factory* factory = talu::FactoryOf(id);
   if (!factory) return CLASS_E_CLASSNOTAVAILABLE;
-  talu::StayLoaded();
+  if (talu::StayLoaded()) talu::ReuseMediaBuffers();
   return factory->QueryInterface(iid, object);
 }
 

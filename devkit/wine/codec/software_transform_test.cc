@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
+#include <vector>
 
 #include "devkit/wine/codec/codec_testing.h"
 // Needs what Windows' main header declares.
@@ -460,6 +462,48 @@ TEST_F(SoftwareTransformTest, AnUnreadableControlFileChangesNothing) {
   EXPECT_EQ(client.Encode(MovingPicture(320, 240, 0), 0).size(), 0u);
   control.Write("no such setting");
   EncodeMoving(1);
+}
+
+constexpr DWORD kPictureBytes = 1280 * 720 * 3 / 2;
+
+ComPtr<IMFMediaBuffer> MakePictureBuffer() {
+  ComPtr<IMFMediaBuffer> buffer;
+  EXPECT_EQ(MFCreateMemoryBuffer(kPictureBytes, &buffer), S_OK);
+  return buffer;
+}
+
+BYTE* MemoryOf(const ComPtr<IMFMediaBuffer>& buffer) {
+  BYTE* memory = nullptr;
+  EXPECT_EQ(buffer->Lock(&memory, nullptr, nullptr), S_OK);
+  EXPECT_EQ(buffer->Unlock(), S_OK);
+  return memory;
+}
+
+bool IsThere(const BYTE* memory) {
+  MEMORY_BASIC_INFORMATION found = {};
+  VirtualQuery(memory, &found, sizeof found);
+  return found.State == MEM_COMMIT;
+}
+
+TEST_F(SoftwareTransformTest, MemoryOfALargeBufferIsKeptForTheNextOne) {
+  Open();
+  BYTE* const first = MemoryOf(MakePictureBuffer());
+  EXPECT_TRUE(IsThere(first));
+  const ComPtr<IMFMediaBuffer> second = MakePictureBuffer();
+  EXPECT_EQ(MemoryOf(second), first);
+  EXPECT_NE(MemoryOf(MakePictureBuffer()), first);
+}
+
+TEST_F(SoftwareTransformTest, MemoryOfManyLargeBuffersIsGivenBack) {
+  Open();
+  std::vector<ComPtr<IMFMediaBuffer>> buffers(20);
+  std::vector<BYTE*> memory;
+  for (auto& buffer : buffers) {
+    buffer = MakePictureBuffer();
+    memory.push_back(MemoryOf(buffer));
+  }
+  buffers.clear();
+  EXPECT_LE(std::count_if(memory.begin(), memory.end(), IsThere), 4);
 }
 
 }  // namespace
