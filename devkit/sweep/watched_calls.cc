@@ -2,9 +2,11 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include "devkit/sweep/com_interfaces.h"
@@ -25,10 +27,15 @@ struct Effect {
   char success;
 };
 
+// Each thread of the host's that sleeps keeps one timer to sleep by until it ends, the library's
+// threads in a callback, too. Of these only what is too many counts: a second one of a thread, and
+// any of a thread that has ended.
+constexpr std::string_view kTimers = "timer handles";
+
 constexpr Effect kEffects[] = {
     {"CreateEventA", "event handles", 1, 'n'},
     {"CreateSemaphoreA", "semaphore handles", 1, 'n'},
-    {"CreateWaitableTimerExW", "timer handles", 1, 'n'},
+    {"CreateWaitableTimerExW", kTimers, 1, 'n'},
     {"_beginthreadex", "thread handles", 1, 'n'},
     {"DuplicateHandle", "duplicated handles", 1, 'n'},
     {"OpenProcess", "process handles", 1, 'n'},
@@ -91,7 +98,11 @@ struct PatchedTable {
 };
 std::map<void**, PatchedTable> tables;
 std::map<std::pair<std::string, void*>, void*> functions;
-std::map<uint64_t, Resource*> handles;
+struct OpenHandle {
+  Resource* resource = nullptr;
+  DWORD thread = 0;
+};
+std::map<uint64_t, OpenHandle> handles;
 
 // Faults are few and never freed: a thread may still look at one that is over.
 std::atomic<Armed*> armedFault{nullptr};
@@ -219,16 +230,33 @@ void NoteHandle(const Call& call, const uint64_t* arguments, uint64_t result) {
   const uint64_t handle = duplicate ? *reinterpret_cast<const uint64_t*>(arguments[3]) : result;
   // A place in the list that was closed by somebody else's call.
   const auto stale = handles.find(handle);
-  if (stale != handles.end()) stale->second->held.fetch_sub(1);
-  handles[handle] = call.resource;
+  if (stale != handles.end()) stale->second.resource->held.fetch_sub(1);
+  handles[handle] = {call.resource, GetCurrentThreadId()};
 }
 
 void ForgetHandle(uint64_t handle) {
   const std::lock_guard hold(knownLock);
   const auto found = handles.find(handle);
   if (found == handles.end()) return;
-  found->second->held.fetch_sub(1);
+  found->second.resource->held.fetch_sub(1);
   handles.erase(found);
+}
+
+bool IsAlive(DWORD thread) {
+  HANDLE const handle = OpenThread(SYNCHRONIZE, FALSE, thread);
+  if (handle == nullptr) return false;
+  const bool alive = WaitForSingleObject(handle, 0) == WAIT_TIMEOUT;
+  CloseHandle(handle);
+  return alive;
+}
+
+// How many threads have a timer and are alive.
+int64_t SleepingThreads(const Resource* timers) {
+  std::set<DWORD> threads;
+  for (const auto& [handle, open] : handles) {
+    if (open.resource == timers) threads.insert(open.thread);
+  }
+  return std::count_if(threads.begin(), threads.end(), IsAlive);
 }
 
 // Windows' own answers for functions that Media Foundation, Direct3D and the like hand out late.
@@ -297,7 +325,8 @@ std::string DescribeCalls() {
   }
   text += "},\"held\":{";
   for (const auto& [name, resource] : resources) {
-    const int64_t held = resource->held.load();
+    int64_t held = resource->held.load();
+    if (name == kTimers) held -= SleepingThreads(resource.get());
     if (held != 0) AppendNumber(text, name, held);
   }
   return text + "}}";
