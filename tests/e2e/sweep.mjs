@@ -37,28 +37,45 @@ export class Sweep {
     this.brief = brief;
   }
 
-  /** The calls of the three parts of a run without a fault: {start, stream, stop}, each {call: count}. */
+  /**
+   * The calls of the parts of a run without a fault, each {call: count}: start, stream and stop. The
+   * calls of stream are counted in a round as each call's own faults get it. worked: those of stream
+   * up to the moment when a lasting fault is taken away.
+   */
   async census() {
     const host = await this.#freshHost();
-    const start = await host.status();
+    const start = (await host.status()).calls;
     await this.#cleanRound(host, {withInput: true});
+    await this.#settle(host);
+    const plain = await this.#countRound(host, {otherMode: false});
+    const varied = await this.#countRound(host, {otherMode: true});
+    const before = (await host.status()).calls;
+    await host.stop();
+    const end = JSON.parse((await host.reportText()).trim().split('\n').at(-1));
+    this.unlisted = unlisted(end.calls);
+    this.atEnd = end.held;
+    const ownRound = (part) => Object.fromEntries([
+      ...Object.entries(plain[part]).filter(([call]) => !kMetByOtherMode.has(callOf(call)?.group)),
+      ...Object.entries(varied[part]).filter(([call]) => kMetByOtherMode.has(callOf(call)?.group)),
+    ]);
+    return {
+      start,
+      stream: ownRound('stream'),
+      worked: ownRound('worked'),
+      stop: subtract(end.calls, before),
+    };
+  }
+
+  async #countRound(host, options) {
     const before = (await host.status()).calls;
     const subscriber = await Subscriber.open(host);
-    await workThrough(this.stand, subscriber, ++this.#marker);
+    await workThrough(this.stand, subscriber, ++this.#marker, options);
+    const worked = (await host.status()).calls;
     await goesOn(subscriber);
     await subscriber.close();
     await this.#settle(host);
-    const stream = (await host.status()).calls;
-    await host.stop();
-    const end = JSON.parse((await host.reportText()).trim().split('\n').at(-1));
-    const parts = {
-      start: start.calls,
-      stream: subtract(stream, before),
-      stop: subtract(end.calls, stream),
-    };
-    this.unlisted = unlisted(end.calls);
-    this.atEnd = end.held;
-    return parts;
+    const after = (await host.status()).calls;
+    return {worked: subtract(worked, before), stream: subtract(after, before)};
   }
 
   /** Waits until the self-test is over, whose calls come when they like. */
@@ -124,8 +141,7 @@ export class Sweep {
    */
   async strikeStream(fault) {
     const outcome = await this.#strikeStreamOnce(fault);
-    // Threads of the library's come and go, and take their timers with them. What is lost is lost
-    // again with the same fault.
+    // What a first failure makes for good is no loss. What is lost is lost again with the same fault.
     if (!outcome.surplus || !this.#host) return outcome;
     this.#baseline = await this.#settle(this.#host);
     const again = await this.#strikeStreamOnce(fault);
@@ -236,15 +252,21 @@ export class Sweep {
   }
 }
 
-/** The faults of a census: {call, occurrence, fault} per call, way and occurrence that there is. */
-export function faultsOf(counts) {
+/**
+ * The faults of one of a census' parts: {call, group, occurrence, fault} per call, way and occurrence
+ * that there is. One that strikes every later occurrence needs a third one while it is in force.
+ */
+export function faultsOf(census, part) {
   const faults = [];
-  for (const [call, count] of Object.entries(counts)) {
+  for (const [call, count] of Object.entries(census[part])) {
     const known = callOf(call);
     if (!known) continue;
-    const occurrences = ['first', 'second', 'later'].slice(0, Math.min(count, 3));
+    const lasting = part === 'stream' ? census.worked[call] ?? 0 : count;
+    const occurrences = [['first', count >= 1], ['second', count >= 2], ['later', lasting >= 3]];
     for (const fault of known.faults) {
-      for (const occurrence of occurrences) faults.push({call, group: known.group, occurrence, fault});
+      for (const [occurrence, isMet] of occurrences) {
+        if (isMet) faults.push({call, group: known.group, occurrence, fault});
+      }
     }
   }
   return faults;

@@ -135,8 +135,11 @@ export async function workThrough(
   subscriber.send({type: 'keydown', hid: 0, code: '', key: 'a'});
   subscriber.send({type: 'keyup', hid: 0, code: '', key: 'a'});
   subscriber.send({type: 'text', text: `t${marker}`});
+  const copied = subscriber.viewer.messagesOf('clipboard').length;
   subscriber.selectAll();
   subscriber.press('ControlLeft', 'KeyC');
+  // Else the host may find both texts in one look at the clipboard.
+  await waitFor(() => subscriber.viewer.messagesOf('clipboard').length > copied, stepMs);
   subscriber.send({type: 'clipboard', text: `c${marker}`});
   subscriber.press('ControlLeft', 'KeyV');
   await sleep(brief ? 50 : 250);

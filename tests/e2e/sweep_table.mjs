@@ -2,15 +2,13 @@
 
 import {readFileSync} from 'node:fs';
 
-import {faultsOf} from './sweep.mjs';
-import {callOf, failingCalls, kFailing, kFaultsInHardware, kLeft} from './sweep_calls.mjs';
+import {callOf, failingCalls, kFailing, kLeft} from './sweep_calls.mjs';
+import {keyOf, plannedFaults, readResults} from './sweep_results.mjs';
 
-const outcomes = process.argv.slice(2)
-                     .flatMap((file) => readFileSync(file, 'utf8').split('\n'))
-                     .filter((line) => line)
-                     .map((line) => JSON.parse(line));
-const censuses = outcomes.filter(({census}) => census);
-const strikes = outcomes.filter(({census, struck}) => !census && struck > 0);
+const {censuses, outcomes} = readResults(process.argv.slice(2));
+// Each fault once, by what came of it last.
+const strikes = [...new Map(
+    outcomes.filter(({struck}) => struck > 0).map((outcome) => [keyOf(outcome), outcome])).values()];
 
 // So many pictures come in any round that is not short of them.
 const kFewPictures = 5;
@@ -22,12 +20,17 @@ const kMakesThreads = new Set(['_beginthreadex', 'CreateEventA', 'CreateSemaphor
 // Without them the host does not hear of its own clipboard for the rest of the run, and says so.
 const kMakesWatcher = new Set(['RegisterClassExW', 'CreateWindowExW', 'AddClipboardFormatListener', 'GetMessageW']);
 
+// Standard input that cannot be read is to the host what its parent's end is: it stops.
+const stopsAtParentsEnd = ({call, part, verdict, exit}) =>
+    call === 'fgets' && part === 'start' && verdict === 'READY' && exit === 0;
+
 // What a run's outcome is called, and how the host comes back from it.
 const kWhat = {
   failed: 'the start fails: `FAILED`, exit code 1',
   ended: (code) => `the process ends before a verdict, exit code ${code}`,
   endedLater: (code) => `the process ends after READY, exit code ${code}`,
   started: 'the host starts',
+  parentsEnd: 'the host starts and stops, exit code 0, as when its parent ends',
   pictures: 'pictures go on',
   noPictures: 'no new pictures while it lasts',
   stopped: 'the host stops, exit code 0',
@@ -45,6 +48,7 @@ const kRecovery = {
 
 function whatOf(outcome) {
   const {part, verdict, exit, pictures, occurrence} = outcome;
+  if (stopsAtParentsEnd(outcome)) return kWhat.parentsEnd;
   if (part === 'start') {
     if (verdict === 'READY') return exit === 0 ? kWhat.started : kWhat.endedLater(exit);
     return verdict === 'FAILED' && exit === 1 ? kWhat.failed : kWhat.ended(exit);
@@ -55,7 +59,9 @@ function whatOf(outcome) {
 }
 
 /** How it came back; also what makes a sweep fail. */
-export function recoveryOf({call, part, verdict, exit, kept, back, surplus, trouble}) {
+export function recoveryOf(outcome) {
+  const {call, part, verdict, exit, kept, back, surplus, trouble} = outcome;
+  if (stopsAtParentsEnd(outcome)) return kRecovery.anew;
   if (part === 'start' && exit === kSystemErrorCode && kMakesThreads.has(call)) {
     return kRecovery.anew;
   }
@@ -106,15 +112,15 @@ function rowOf(call) {
 
 const called = new Set(censuses.flatMap(
     ({census}) => Object.values(census).flatMap((counts) => Object.keys(counts))));
-// What the counts of calls without a fault ask for.
-const keyOf = ({part, call, occurrence, fault}) => [part, call, occurrence, fault.label].join(' ');
-const planned = new Set(censuses.flatMap(({census, part}) => {
-  const inHardware = part === 'hardware';
-  return faultsOf(census[inHardware ? 'stream' : part])
-      .filter(({call}) => !inHardware || kFaultsInHardware.includes(call))
-      .map((fault) => keyOf({...fault, part}));
-}));
-const untried = [...planned].filter((key) => !strikes.some((strike) => keyOf(strike) === key));
+const didStrike = new Set(strikes.map(keyOf));
+const missed = plannedFaults(censuses).filter((fault) => !didStrike.has(keyOf(fault)));
+const triesOf = (fault) => outcomes.filter((outcome) => keyOf(outcome) === keyOf(fault)).length;
+const missedText = missed.map((fault) => {
+  const {part, call, occurrence} = fault;
+  const tries = triesOf(fault);
+  const reason = tries === 0 ? 'not tried' : `not met in ${tries} ${tries === 1 ? 'try' : 'tries'}`;
+  return `\`${call}\`, ${occurrence}, ${kPartNames[part]} (${reason})`;
+}).join('; ');
 const struck = unique(strikes.map(({call}) => call));
 const notStruck = failingCalls().map(({call}) => call).filter((call) => !struck.includes(call));
 const counts = {};
@@ -153,7 +159,7 @@ that it should; hold no reference, handle, lock or memory block more than before
 new subscription.
 
 This page: **${strikes.length} faults** that struck, in **${struck.length} calls** of ${called.size} that the host made.
-${untried.length === 0 ? 'All of the sweep’s faults are in it.' : `Of the sweep's faults ${untried.length} more are not in it: not tried in this run, or not reached under load.`}
+${missed.length === 0 ? 'All of the sweep’s faults are in it.' : `Not in it: ${missedText}.`}
 
 | how it recovered | faults |
 |---|---|
@@ -172,7 +178,9 @@ ${notStruck.length === 0 ? 'None.' : `Listed, but not struck in these runs: ${no
 | reason | calls |
 |---|---|
 | a reference is taken or given back | \`AddRef\`, \`Release\` of every interface |
-${leftCalled.join('\n')}`);
+${leftCalled.join('\n')}
+
+${readFileSync(new URL('long_forms.md', import.meta.url), 'utf8').trim()}`);
 
 const broken = strikes.filter((strike) => recoveryOf(strike) === kRecovery.broken);
 for (const {part, call, occurrence, fault, exit, surplus, trouble = ''} of broken) {
