@@ -2,10 +2,14 @@
 
 #include <timeapi.h>
 
+#include <atomic>
+
 #include "base/clock.h"
 
 namespace talu {
 namespace {
+
+constexpr int64_t kNsPerTimerUnit = 100;
 
 // CREATE_WAITABLE_TIMER_HIGH_RESOLUTION, which mingw's headers do not have yet.
 constexpr DWORD kHighResolutionTimer = 0x00000002;
@@ -44,14 +48,71 @@ HANDLE ThreadTimer() {
   return timer;
 }
 
-// False when there was no timer to sleep by.
-bool SleepByTimer(HANDLE timer, int64_t ms) {
-  constexpr int64_t kTimerUnitsPerMs = 10'000;  // 100 ns
+LARGE_INTEGER FromNow(int64_t ns) {
   LARGE_INTEGER relative;
-  relative.QuadPart = -ms * kTimerUnitsPerMs;
+  // Rounded up: nothing is due before its time.
+  relative.QuadPart = -((ns + kNsPerTimerUnit - 1) / kNsPerTimerUnit);
+  return relative;
+}
+
+// False when there was no timer to sleep by.
+bool SleepByTimer(HANDLE timer, int64_t ns) {
+  const LARGE_INTEGER relative = FromNow(ns);
   return timer != nullptr && SetWaitableTimer(timer, &relative, 0, nullptr, nullptr, FALSE) &&
          WaitForSingleObject(timer, INFINITE) == WAIT_OBJECT_0;
 }
+
+// The system's plain wait, what Sleep is made of, for less than a millisecond, too.
+void WaitPlainly(int64_t ns) {
+  using DelayExecution = LONG(NTAPI*)(BOOLEAN alertable, const LARGE_INTEGER* interval);
+  static const auto delay = reinterpret_cast<DelayExecution>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtDelayExecution")));
+  if (delay != nullptr) {
+    const LARGE_INTEGER relative = FromNow(ns);
+    delay(FALSE, &relative);
+  }
+}
+
+// Whether plain waits end when they should. Windows lets them end with a tick of its own, half a
+// millisecond or more apart. Where another kernel carries Windows programs they are exact, and it
+// is the timers that are late, by up to a millisecond, since they go through a server. Which it is
+// shows in waits shorter than any tick; several of them, because any may be late on a busy machine.
+// Process-wide; any thread.
+class PlainWaits {
+ public:
+  bool AreExact() const { return known.load(); }
+
+  // Takes half a millisecond, or two ticks; nothing once it is known.
+  void TryOnce() {
+    if (AreExact() || tries.load() == kMostTries) {
+      return;
+    }
+    ++tries;
+    // Where there are ticks, the second wait begins with one and takes a whole one.
+    WaitPlainly(kTriedNs);
+    const int64_t beginNs = MonotonicNowNs();
+    WaitPlainly(kTriedNs);
+    const int64_t tookNs = MonotonicNowNs() - beginNs;
+    if (tookNs < kTriedNs || tookNs > kLongestNs) {
+      return;
+    }
+    ++exactOnes;
+    known.store(exactOnes.load() >= kConvincing && exactOnes.load() * kOneIn >= tries.load());
+  }
+
+ private:
+  static constexpr int64_t kTriedNs = 200'000;
+  static constexpr int64_t kLongestNs = 400'000;
+  static constexpr int kConvincing = 3;
+  static constexpr int kOneIn = 4;
+  static constexpr int kMostTries = 100;
+
+  std::atomic<int> tries{0};
+  std::atomic<int> exactOnes{0};
+  std::atomic<bool> known{false};
+};
+
+PlainWaits plainWaits;
 
 int64_t CounterFrequency() {
   LARGE_INTEGER frequency;
@@ -73,11 +134,26 @@ int64_t MonotonicNowNs() {
 }
 
 void SleepForMs(int64_t ms) {
+  // A tick is 15.6 ms where nobody has asked for a shorter one.
+  constexpr int64_t kTwoTicksMs = 32;
+  // Timers are set so much too early where the rest can be waited for exactly.
+  constexpr int64_t kRestNs = kNsPerMs;
   if (ms <= 0) {
     return;
   }
-  if (!SleepByTimer(ThreadTimer(), ms)) {
+  const int64_t endNs = MonotonicNowNs() + ms * kNsPerMs;
+  if (ms >= kTwoTicksMs) {
+    plainWaits.TryOnce();
+  }
+  const bool hasRest = ms > 1 && plainWaits.AreExact();
+  const int64_t timerNs = endNs - MonotonicNowNs() - (hasRest ? kRestNs : 0);
+  if (timerNs > 0 && !SleepByTimer(ThreadTimer(), timerNs)) {
     Sleep(static_cast<DWORD>(ms));
+    return;
+  }
+  const int64_t restNs = endNs - MonotonicNowNs();
+  if (hasRest && restNs > 0) {
+    WaitPlainly(restNs);
   }
 }
 

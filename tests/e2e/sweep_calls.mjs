@@ -189,7 +189,7 @@ export const kLeft = {
     'InitializeCriticalSection', 'DeleteCriticalSection', 'GetCurrentProcess', 'GetCurrentProcessId', 'GetCurrentThread',
     'GetCurrentThreadId', 'WakeByAddressAll', 'tcar_global_cleanup', 'tcar_session_destroy', 'TerminateProcess',
     'IsDBCSLeadByteEx', 'IsDebuggerPresent', 'OutputDebugStringA', 'GetStartupInfoA', 'SetUnhandledExceptionFilter',
-    'WaitOnAddress', 'FlsGetValue',
+    'WaitOnAddress', 'FlsGetValue', 'NtDelayExecution',
   ],
   [kOwnHandle]: [
     'WaitForSingleObject', 'WaitForMultipleObjects', 'SetEvent', 'ResetEvent', 'ReleaseSemaphore', 'ResumeThread', 'SuspendThread',
