@@ -7,6 +7,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -183,7 +184,11 @@ TEST(ClipboardWatcher, TellsOfEveryChange) {
   std::atomic<int> told{0};
   ClipboardWatcher watcher([&] { ++told; });
   watcher.Start();
-  ASSERT_TRUE(WaitUntil([] { return WatcherWindow() != nullptr; }));
+  // The window is there before it listens.
+  ASSERT_TRUE(WaitUntil([&] {
+    UserCopies(u"listening");
+    return told > 0;
+  }));
   for (int change = 1; change <= 3; ++change) {
     // Told at least once: some systems report the emptying and the new data apart.
     const int before = told;
@@ -192,6 +197,22 @@ TEST(ClipboardWatcher, TellsOfEveryChange) {
   }
   watcher.Stop();
   EXPECT_EQ(WatcherWindow(), nullptr);
+}
+
+TEST(ClipboardWatcher, GoesOnAfterATextThatIsTooLargeForTheMemory) {
+  LogCapture log;
+  std::atomic<int> told{0};
+  ClipboardWatcher watcher([&] {
+    if (++told == 1) throw std::bad_alloc();
+  });
+  watcher.Start();
+  EXPECT_TRUE(WaitUntil([&] {
+    UserCopies(u"too large");
+    return told > 1;
+  }));
+  watcher.Stop();
+  EXPECT_THAT(log.Lines(),
+              ElementsAre("[agent] clipboard text does not fit into memory, not sent"));
 }
 
 TEST(ClipboardWatcher, MayBeStoppedWithoutOrBeforeAStart) {
