@@ -32,6 +32,7 @@ export class Player {
   #inDecoder = new Map();
   #nextTimestamp = 0;
   #errorsInARow = 0;
+  #drawing = Promise.resolve();
 
   codec = '';
   unitsReceived = 0;
@@ -147,8 +148,15 @@ export class Player {
     this.#forgetUpTo(frame.timestamp);
     this.#errorsInARow = 0;
     record.decodedMs = wallClockMs();
-    this.painter.draw(frame);
-    frame.close();
+    this.#drawing = this.#drawing.then(() => this.#draw(frame, record)).catch(reportError);
+  }
+
+  async #draw(frame, record) {
+    try {
+      await this.painter.draw(frame);
+    } finally {
+      frame.close();
+    }
     record.drawnMs = wallClockMs();
     this.framesDrawn += 1;
     this.statistics.noteDrawn(record);

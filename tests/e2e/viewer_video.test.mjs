@@ -26,6 +26,32 @@ test('colours are the desktop’s own', async (t) => {
   await assertBars(page, kWidth, kHeight);
 });
 
+// The page tries its ways of drawing in the first pictures and then takes the faster one.
+const kPicturesUntilChosen = 20;
+
+test('colours are the desktop’s own where converting frames is the faster way', async (t) => {
+  const {page} = await openPage(t, shared, {
+    prepare: (newPage) => newPage.addInitScript(() => {
+      CanvasRenderingContext2D.prototype.drawImage = () => {
+        const endMs = performance.now() + 50;
+        while (performance.now() < endMs);
+      };
+    }),
+  });
+  await untilMorePictures(page, kPicturesUntilChosen);
+  await assertBars(page, kWidth, kHeight);
+});
+
+test('colours are the desktop’s own where frames cannot be converted', async (t) => {
+  const {page} = await openPage(t, shared, {
+    prepare: (newPage) => newPage.addInitScript(() => {
+      VideoFrame.prototype.copyTo = () => Promise.reject(new DOMException('no', 'NotSupportedError'));
+    }),
+  });
+  await untilMorePictures(page, kPicturesUntilChosen);
+  await assertBars(page, kWidth, kHeight);
+});
+
 test('what is seen on the screen is what is on the canvas', async (t) => {
   const {page} = await openPage(t, shared, {context: {viewport: {width: 640, height: 460}}});
   const shot = await page.locator('#picture').screenshot();
