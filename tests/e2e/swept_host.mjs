@@ -88,6 +88,8 @@ export class SweptHost {
           '--', windowsPath(join(kBin, 'talu_host.exe')), ...kCredentials,
         ],
         {
+          // Where the host's log is when there is no folder for temporary files.
+          cwd: this.files,
           env: {
             ...process.env,
             DISPLAY: stand.value('display'),
