@@ -49,6 +49,22 @@ function(talu_room name)
   endforeach()
 endfunction()
 
+# Flags for tests and their stand-ins. The optimiser would take longer over a test than the test
+# takes to run.
+add_library(talu_test_code INTERFACE)
+target_compile_options(talu_test_code INTERFACE -O0)
+if(WIN32)
+  target_link_libraries(talu_test_code INTERFACE talu_checked)
+  # Some tests link rooms that are handed out; headers that are compiled once need the same flags.
+  target_compile_options(talu_test_code INTERFACE -g0)
+endif()
+
+# What every test includes, read once for all of them.
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test_headers.cc CONTENT "")
+add_library(test_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/test_headers.cc)
+target_link_libraries(test_headers PRIVATE talu_test_code talu_options gmock)
+target_precompile_headers(test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+
 # talu_test(NAME [WINDOWS|NATIVE] SOURCES x_test.cc... NEEDS library...)
 # One GoogleTest program. Runs natively and under Wine, or in one of them only.
 function(talu_test name)
@@ -66,12 +82,8 @@ function(talu_test name)
       list(APPEND needs ${need})
     endif()
   endforeach()
-  if(WIN32)
-    list(APPEND needs talu_checked)
-  endif()
-  target_link_libraries(${name} PRIVATE ${needs} talu_options gmock gtest_main)
-  # The optimiser would take longer over a test than the test takes to run.
-  target_compile_options(${name} PRIVATE -O0)
+  target_link_libraries(${name} PRIVATE ${needs} talu_test_code talu_options gmock gtest_main)
+  target_precompile_headers(${name} REUSE_FROM test_headers)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT 600)
 endfunction()

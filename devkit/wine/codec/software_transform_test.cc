@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <codecapi.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
