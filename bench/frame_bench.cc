@@ -22,8 +22,7 @@
 #include "capture/pixel_rows.h"
 #include "encoder/picture_staging.h"
 #include "session/frame_sender.h"
-#include "session/stream_loop.h"
-#include "tests/fakes/bare_machine.h"
+#include "tests/fakes/bare_stream.h"
 
 namespace talu {
 namespace {
@@ -118,22 +117,16 @@ constexpr int64_t kLoopFrames = 2000;
 SessionFlags* running = nullptr;
 
 void LoopPass(benchmark::State& state) {
-  Library library;
-  SessionFlags flags;
-  InputInjector input;
-  StreamedScreen screen(flags, library.session, input);
-  screen.Open();
+  BareStream stream;
   // So many frames a second that the loop never waits.
-  screen.SetRates(2000, 8000, 0);
-  screen.BuildEncoder();
-  running = &flags;
+  stream.Open(2000);
+  running = &stream.flags;
   onBareFrame = [](int64_t number) {
     if (number % kLoopFrames == 0) running->streaming.store(false);
   };
   FastestTime run;
   for ([[maybe_unused]] auto round : state) {
-    flags.streaming.store(true);
-    run.Time([&] { StreamLoop(screen, flags, library.session, library.sdk); });
+    run.Time([&] { stream.Run(); });
     state.SetIterationTime(run.Seconds());
   }
   onBareFrame = nullptr;

@@ -16,8 +16,7 @@
 
 #include "base/clock.h"
 #include "session/frame_pacing.h"
-#include "session/stream_loop.h"
-#include "tests/fakes/bare_machine.h"
+#include "tests/fakes/bare_stream.h"
 
 namespace talu {
 namespace {
@@ -45,23 +44,12 @@ void SleepAsTheHostDoes() {
   for (int step = 0; step < kSteps; ++step) SleepForMs(kStepMs);
 }
 
-void RunLoop(int32_t fps) {
-  StreamSdk sdk = BareStreamSdk();
-  sdk.send_video_frame = NoteFrame;
-  SessionFlags flags;
-  SdkSession session;
-  InputInjector input;
-  StreamedScreen screen(flags, session, input);
-  SdkSessionHandle handle = nullptr;
-  sdk.session_create(nullptr, &handle);
-  session.Open(sdk, handle);
-  screen.Open();
-  screen.SetRates(fps, 8000, 0);
-  screen.BuildEncoder();
-  flags.streaming.store(true);
-  running = &flags;
-  StreamLoop(screen, flags, session, sdk);
-  session.Close();
+bool RunLoop(int32_t fps) {
+  BareStream stream(NoteFrame);
+  if (!stream.Open(fps)) return false;
+  running = &stream.flags;
+  stream.Run();
+  return true;
 }
 
 // No frame was sent before its time stamp: the start is no later than any of them allows.
@@ -102,7 +90,7 @@ int Main(int argc, char** argv) {
   // The loop's log would come between the figures.
   std::FILE* const figures = stderr;
   SleepAsTheHostDoes();
-  RunLoop(fps);
+  if (!RunLoop(fps)) return 1;
   std::vector<double> errors = ErrorsMs(fps);
   std::sort(errors.begin(), errors.end());
   const double lengthMs = static_cast<double>(sent.back().atNs - sent.front().atNs) / kNsPerMs;

@@ -12,9 +12,8 @@
 #include "input/mouse_input.h"
 #include "session/push_session.h"
 #include "session/sdk_callbacks.h"
-#include "session/stream_loop.h"
 #include "tests/fakes/allocation_count.h"
-#include "tests/fakes/bare_machine.h"
+#include "tests/fakes/bare_stream.h"
 #include "tests/fakes/log_capture.h"
 
 namespace talu {
@@ -38,24 +37,13 @@ void CountFrame(int64_t number) {
 
 TEST(SteadyState, TheStreamLoopAllocatesNothingForAFrame) {
   const LogCapture log;
-  const StreamSdk sdk = BareStreamSdk();
-  SessionFlags flags;
-  SdkSession session;
-  InputInjector input;
-  StreamedScreen screen(flags, session, input);
-  SdkSessionHandle handle = nullptr;
-  sdk.session_create(nullptr, &handle);
-  session.Open(sdk, handle);
-  ASSERT_TRUE(screen.Open());
-  screen.SetRates(30, 8000, 0);
-  ASSERT_TRUE(screen.BuildEncoder());
-  flags.streaming.store(true);
-  flags.controllerActive.store(true);
-  running = &flags;
+  BareStream stream;
+  ASSERT_TRUE(stream.Open(30));
+  stream.flags.controllerActive.store(true);
+  running = &stream.flags;
   onBareFrame = CountFrame;
-  StreamLoop(screen, flags, session, sdk);
+  stream.Run();
   onBareFrame = nullptr;
-  session.Close();
   EXPECT_EQ(allocationsAfter - allocationsBefore, 0);
 }
 
