@@ -136,8 +136,6 @@ int64_t MonotonicNowNs() {
 void SleepForMs(int64_t ms) {
   // A tick is 15.6 ms where nobody has asked for a shorter one.
   constexpr int64_t kTwoTicksMs = 32;
-  // Timers are set so much too early where the rest can be waited for exactly.
-  constexpr int64_t kRestNs = kNsPerMs;
   if (ms <= 0) {
     return;
   }
@@ -145,15 +143,15 @@ void SleepForMs(int64_t ms) {
   if (ms >= kTwoTicksMs) {
     plainWaits.TryOnce();
   }
-  const bool hasRest = ms > 1 && plainWaits.AreExact();
-  const int64_t timerNs = endNs - MonotonicNowNs() - (hasRest ? kRestNs : 0);
-  if (timerNs > 0 && !SleepByTimer(ThreadTimer(), timerNs)) {
-    Sleep(static_cast<DWORD>(ms));
+  const int64_t leftNs = endNs - MonotonicNowNs();
+  if (leftNs <= 0) {
     return;
   }
-  const int64_t restNs = endNs - MonotonicNowNs();
-  if (hasRest && restNs > 0) {
-    WaitPlainly(restNs);
+  // Polls of a millisecond need not be exact.
+  if (ms > 1 && plainWaits.AreExact()) {
+    WaitPlainly(leftNs);
+  } else if (!SleepByTimer(ThreadTimer(), leftNs)) {
+    Sleep(static_cast<DWORD>(ms));
   }
 }
 
