@@ -79,6 +79,16 @@ export class FakeHost {
     return this.messages.map((text) => JSON.parse(text));
   }
 
+  /** messages without the requests for key frames, made whenever a busy page falls behind. */
+  get wishes() {
+    return this.messages.filter((text) => !text.startsWith('{"type":"request_keyframe"'));
+  }
+
+  /** The same as objects. */
+  get wished() {
+    return this.wishes.map((text) => JSON.parse(text));
+  }
+
   saidOf(...types) {
     return this.said.filter(({type}) => types.includes(type));
   }

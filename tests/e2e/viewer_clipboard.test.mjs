@@ -38,7 +38,7 @@ test('a paste brings this computer’s text to the host before its keys', async 
   await page.evaluate((text) => navigator.clipboard.writeText(text), kText);
   await page.keyboard.press('Control+v');
   await host.until(() => host.saidOf('keyup').length === 2, 'two releases');
-  assert.deepEqual(host.said.map(({type, code, text}) => `${type} ${code ?? text}`), [
+  assert.deepEqual(host.wished.map(({type, code, text}) => `${type} ${code ?? text}`), [
     'keydown ControlLeft',
     `clipboard ${kText}`,
     'keydown KeyV',

@@ -163,10 +163,10 @@ test('a key goes with hid, code and key, pressed and released', async (t) => {
   await page.keyboard.press('a');
   await page.keyboard.press('Shift+Digit1');
   await host.until(() => host.saidOf('keyup').length === 3, 'three releases');
-  assert.equal(host.messages[0], '{"type":"keydown","hid":458756,"code":"KeyA","key":"a"}');
-  assert.equal(host.messages[1], '{"type":"keyup","hid":458756,"code":"KeyA","key":"a"}');
+  assert.equal(host.wishes[0], '{"type":"keydown","hid":458756,"code":"KeyA","key":"a"}');
+  assert.equal(host.wishes[1], '{"type":"keyup","hid":458756,"code":"KeyA","key":"a"}');
   assert.deepEqual(
-      host.said.slice(2).map(({type, code}) => `${type} ${code}`),
+      host.wished.slice(2).map(({type, code}) => `${type} ${code}`),
       ['keydown ShiftLeft', 'keydown Digit1', 'keyup Digit1', 'keyup ShiftLeft']);
 });
 
@@ -191,7 +191,7 @@ test('a key held down repeats', async (t) => {
   for (let i = 0; i < 3; i++) await page.keyboard.down('a');
   await page.keyboard.up('a');
   await host.until(() => host.saidOf('keyup').length === 1, 'the release');
-  assert.deepEqual(host.said.map(({type}) => type), ['keydown', 'keydown', 'keydown', 'keyup']);
+  assert.deepEqual(host.wished.map(({type}) => type), ['keydown', 'keydown', 'keydown', 'keyup']);
 });
 
 test('what an input method composes is typed as text, once', async (t) => {
@@ -227,7 +227,7 @@ test('leaving the picture lets go of keys and buttons, then of everything', asyn
   await page.evaluate(() => document.activeElement.blur());
   await host.until(() => host.saidOf('reset').length > 0, 'the reset');
   assert.deepEqual(
-      host.said.map(({type, code}) => code ? `${type} ${code}` : type),
+      host.wished.map(({type, code}) => code ? `${type} ${code}` : type),
       ['keydown ControlLeft', 'keydown KeyA', 'keyup ControlLeft', 'keyup KeyA', 'reset']);
   await page.evaluate(() => window.dispatchEvent(new Event('blur')));
   await clickPixel(page, host, 1, 1);
@@ -257,7 +257,7 @@ test(
       await page.fill('#text-box', 'x');
       await page.click('[data-do=type]');
       await host.until(() => host.saidOf('text').length > 0, 'the text');
-      assert.deepEqual(host.said.map(({type}) => type), ['keydown', 'keyup', 'text']);
+      assert.deepEqual(host.wished.map(({type}) => type), ['keydown', 'keyup', 'text']);
     });
 
 test('a hidden page lets go of everything', async (t) => {
