@@ -90,11 +90,10 @@ start_group() {
 # can tell it is left over. Exported to nobody: talu_run_dir.
 open_run_dir() {
   [[ -z ${talu_run_dir:-} ]] || return 0
-  mkdir -p "$talu_home"
-  sweep_run_dirs
   talu_run_dir=$talu_home/run.$$.$(process_start $$)
-  mkdir "$talu_run_dir"
+  mkdir -p "$talu_run_dir"
   at_exit rm -rf "$talu_run_dir"
+  sweep_run_dirs
 }
 
 sweep_run_dirs() {
@@ -105,8 +104,10 @@ sweep_run_dirs() {
     pid=${name%%.*}
     start=${name#*.}
     [[ $(process_start "$pid") == "$start" ]] && continue
-    [[ ! -d $dir/prefix ]] || stop_prefix "$dir/prefix"
-    rm -rf "$dir"
+    # Into this run's own first, for another run may be sweeping, too.
+    mv -T "$dir" "$talu_run_dir/swept" 2>/dev/null || continue
+    [[ ! -d $talu_run_dir/swept/prefix ]] || stop_prefix "$talu_run_dir/swept/prefix"
+    rm -rf "$talu_run_dir/swept"
   done
 }
 
