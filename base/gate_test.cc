@@ -66,6 +66,7 @@ TEST(Gate, NoUserEverMeetsAThingThatIsBeingReplaced) {
   auto thing = std::make_unique<int>(0);
   std::atomic<bool> done{false};
   std::vector<std::thread> users;
+  users.reserve(3);
   for (int number = 0; number < 3; ++number) {
     users.emplace_back([&] {
       int last = 0;
@@ -79,6 +80,7 @@ TEST(Gate, NoUserEverMeetsAThingThatIsBeingReplaced) {
     });
   }
   std::vector<std::thread> replacers;
+  replacers.reserve(2);
   for (int number = 0; number < 2; ++number) {
     replacers.emplace_back([&] {
       for (int round = 0; round < 2000; ++round) {
