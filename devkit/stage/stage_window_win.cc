@@ -12,6 +12,8 @@ namespace {
 
 constexpr wchar_t kClassName[] = L"talu_stage";
 constexpr int kEditId = 1;
+constexpr int kWindowTries = 100;
+constexpr DWORD kWindowRetryMs = 100;
 // The pattern comes again after so many pixels.
 constexpr int kPatternPeriod = 512;
 constexpr int kPatternStep = 4;
@@ -130,10 +132,14 @@ bool StageWindow::Open() {
   const DWORD style = framed ? WS_OVERLAPPEDWINDOW : WS_POPUP;
   RECT place{actor.x, actor.y, actor.x + actor.width, actor.y + actor.height};
   if (framed) AdjustWindowRectEx(&place, style, FALSE, 0);
-  window =
-      CreateWindowExW(0, kClassName, Widen(actor.title).c_str(), style | WS_CLIPCHILDREN,
-                      place.left, place.top, place.right - place.left, place.bottom - place.top,
-                      nullptr, nullptr, GetModuleHandleW(nullptr), this);
+  // Wine on a busy machine has been seen to refuse a window whose settings were right.
+  for (int tries = 0; window == nullptr && tries < kWindowTries; ++tries) {
+    if (tries > 0) Sleep(kWindowRetryMs);
+    window =
+        CreateWindowExW(0, kClassName, Widen(actor.title).c_str(), style | WS_CLIPCHILDREN,
+                        place.left, place.top, place.right - place.left, place.bottom - place.top,
+                        nullptr, nullptr, GetModuleHandleW(nullptr), this);
+  }
   if (window == nullptr) return false;
   if (actor.kind == ActorKind::kMoving && !PreparePattern()) return false;
   if (actor.kind == ActorKind::kTarget) Note("open");
