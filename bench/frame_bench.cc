@@ -119,7 +119,10 @@ SessionFlags* running = nullptr;
 void LoopPass(benchmark::State& state) {
   BareStream stream;
   // So many frames a second that the loop never waits.
-  stream.Open(2000);
+  if (!stream.Open(2000)) {
+    state.SkipWithError("no stream");
+    return;
+  }
   running = &stream.flags;
   onBareFrame = [](int64_t number) {
     if (number % kLoopFrames == 0) running->streaming.store(false);
