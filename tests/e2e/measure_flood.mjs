@@ -7,10 +7,13 @@ import {StormStand} from './storm_stand.mjs';
 
 const kSeconds = Number(process.argv[2] ?? 20);
 const kResult = /flood: (\S+) inputs, (\S+) pictures a second; without (\S+)/;
-const kMoving = ['--monitors', '1280x720', '--moving', 'x=0,y=0,w=640,h=720,fps=60'];
+// The flood moves the mouse over the left half of the desktop.
+const kBeside = 'x=640,y=0,w=640,h=720,fps=60';
+const kUnderTheMouse = 'x=0,y=0,w=640,h=720,fps=60';
 
-async function measure(name, options) {
-  const stand = await StormStand.start({TALU_FLOOD_SECONDS: kSeconds}, [...kMoving, ...options]);
+async function measure(name, moving, options = []) {
+  const stand = await StormStand.start(
+      {TALU_FLOOD_SECONDS: kSeconds}, ['--monitors', '1280x720', '--moving', moving, ...options]);
   try {
     const [, inputs, flooded, quiet] = await until(
         async () => kResult.exec(await stand.logText()), 'rates', 3 * kSeconds * 1000 + 60000);
@@ -23,5 +26,6 @@ async function measure(name, options) {
   }
 }
 
-await measure('software', []);
-await measure('hardware', ['--hardware']);
+await measure('software', kBeside);
+await measure('hardware', kBeside, ['--hardware']);
+await measure('software, what moves is under the mouse', kUnderTheMouse);
