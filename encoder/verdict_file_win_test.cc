@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -225,19 +225,26 @@ HANDLE StartWriter() {
   return started.hProcess;
 }
 
+// What stands in the file while it is written may end early, where the text before it ended:
+// without a tab it is no verdict.
+bool IsWholeOrIgnored(const std::string& bytes) {
+  const std::string line = bytes.substr(0, bytes.find('\n'));
+  const bool ignored = line.find('\t') == std::string::npos;
+  return ignored || line == std::string(kKey) + "\tgood\r" ||
+         line == std::string(kKey) + "\tbad\r" || line == std::string(kOtherKey) + "\tgood\r" ||
+         line == std::string(kOtherKey) + "\tbad\r";
+}
+
 TEST_F(VerdictFile, IsWholeOrIgnoredUnderTwoProcessesWritingAtOnce) {
   log.reset();  // The writer inherits stdout.
   const HANDLE writer = StartWriter();
   ASSERT_NE(writer, nullptr);
-  const std::vector<std::string> expected{
-      "", std::string(kKey) + "\tgood\r", std::string(kKey) + "\tbad\r",
-      std::string(kOtherKey) + "\tgood\r", std::string(kOtherKey) + "\tbad\r"};
   int ownRounds = 0;
   while (WaitForSingleObject(writer, 0) == WAIT_TIMEOUT || ownRounds == 0) {
     ++ownRounds;
     SaveEncoderVerdict(kKey, true);
     const std::string bytes = VerdictFileBytes().value_or("");
-    EXPECT_THAT(expected, testing::Contains(bytes.substr(0, bytes.find('\n'))));
+    EXPECT_TRUE(IsWholeOrIgnored(bytes)) << bytes;
     Load();
     SaveEncoderVerdict(kOtherKey, false);
   }
