@@ -54,15 +54,15 @@ LogCapture::~LogCapture() {
   std::filesystem::remove(file, ignored);
 }
 
-std::string LogCapture::Text() const {
+std::string LogCapture::Bytes() const {
   std::fflush(stdout);
   std::ifstream in(file, std::ios::binary);
-  std::string text;
-  for (std::istreambuf_iterator<char> byte(in), end; byte != end; ++byte) {
-    if (*byte != '\r') {
-      text.push_back(*byte);
-    }
-  }
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::string LogCapture::Text() const {
+  std::string text = Bytes();
+  std::erase(text, '\r');
   return text;
 }
 

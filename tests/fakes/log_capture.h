@@ -23,6 +23,9 @@ class LogCapture {
   // All that was written so far, line ends as single line feeds.
   std::string Text() const;
 
+  // The same as it stands in the file.
+  std::string Bytes() const;
+
   // The finished lines so far, without their line feeds.
   std::vector<std::string> Lines() const;
 
