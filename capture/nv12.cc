@@ -31,14 +31,14 @@ uint8_t Cr(int32_t blue, int32_t green, int32_t red) {
 // The fastest last. A namespace's object, so that the choice is made before main.
 const std::array<Nv12Path, 2> kPaths{
     {{"scalar", ConvertBgraToNv12Scalar}, {"avx2", ConvertBgraToNv12Avx2}}};
-const size_t usablePaths = __builtin_cpu_supports("avx2") ? 2 : 1;
+const size_t kUsablePaths = __builtin_cpu_supports("avx2") ? 2 : 1;
 
 }  // namespace
 
-std::span<const Nv12Path> Nv12Paths() { return std::span(kPaths).first(usablePaths); }
+std::span<const Nv12Path> Nv12Paths() { return std::span(kPaths).first(kUsablePaths); }
 
 void ConvertBgraToNv12(const uint8_t* bgra, int32_t width, int32_t height, uint8_t* nv12) {
-  kPaths[usablePaths - 1].convert(bgra, width, height, nv12);
+  kPaths[kUsablePaths - 1].convert(bgra, width, height, nv12);
 }
 
 void ConvertBgraToNv12Scalar(const uint8_t* bgra, int32_t width, int32_t height, uint8_t* nv12) {

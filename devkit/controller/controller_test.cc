@@ -18,7 +18,6 @@ using loopback::EventLog;
 using loopback::Server;
 using loopback::ServerEvents;
 using loopback::ServerOptions;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 // Runs the controller against a real server whose host does as the tests say.
@@ -40,7 +39,8 @@ class ControllerTest : public testing::Test {
     events.onProfile = [this](const SdkStreamRequest&) { host.Add("profile"); };
     events.onKeyFrameRequest = [this] { host.Add("keyframe"); };
     events.onScreenInfoRequest = [this] { server->SetScreen(640, 480); };
-    events.onControl = [this](std::string label, std::string message, size_t bodyOffset) {
+    events.onControl = [this](const std::string& label, const std::string& message,
+                              size_t bodyOffset) {
       host.Add(label + ": " + message.substr(bodyOffset));
       if (onControl) onControl();
       return true;

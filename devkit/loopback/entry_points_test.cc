@@ -94,7 +94,7 @@ void Empty() { ++emptyCalls; }
 
 template <typename Value>
 void Put(uint8_t* record, size_t offset, Value value) {
-  std::memcpy(record + offset, &value, sizeof value);
+  std::memcpy(record + offset, &value, sizeof(Value));
 }
 
 // The records as bytes, laid out here once more, so that a shift in the headers shows.

@@ -66,7 +66,8 @@ class ServerTest : public testing::Test {
     };
     serverEvents.onKeyFrameRequest = [this] { events.Add("keyframe"); };
     serverEvents.onScreenInfoRequest = [this] { events.Add("screen info"); };
-    serverEvents.onControl = [this](std::string label, std::string message, size_t bodyOffset) {
+    serverEvents.onControl = [this](const std::string& label, const std::string& message,
+                                    size_t bodyOffset) {
       const size_t bodyBytes = message.size() - bodyOffset;
       events.Add(
           label + ": " +
@@ -75,7 +76,7 @@ class ServerTest : public testing::Test {
     };
     serverEvents.waitingControlBytes = [this] { return waitingBytes.load(); };
     serverEvents.takesSubscriptions = [this] { return takesSubscriptions.load(); };
-    serverEvents.onLog = [this](std::string line) { events.Add("log " + line); };
+    serverEvents.onLog = [this](const std::string& line) { events.Add("log " + line); };
     server = std::make_unique<Server>(options, serverEvents);
     std::string complaint;
     ASSERT_TRUE(server->Start(&complaint)) << complaint;
