@@ -46,6 +46,19 @@ std::optional<uint32_t> UnicodeEscapeValue(std::string_view text) {
   return digit(2) << 12 | digit(3) << 8 | digit(4) << 4 | digit(5);
 }
 
+// The same of a character of one byte, as control characters are written; they can fill a text.
+std::optional<char> AsciiEscapeValue(std::string_view text) {
+  if (text.size() < kUnicodeEscapeBytes || std::memcmp(text.data(), "\\u00", 4) != 0) {
+    return std::nullopt;
+  }
+  const uint32_t high = kHexDigitValues[static_cast<uint8_t>(text[4])];
+  const uint32_t low = kHexDigitValues[static_cast<uint8_t>(text[5])];
+  if (high > 7 || low > 0xF) {
+    return std::nullopt;
+  }
+  return static_cast<char>(high << 4 | low);
+}
+
 bool IsHighSurrogate(uint32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
@@ -76,6 +89,10 @@ void WriteUtf8(char*& next, uint32_t codePoint) {
 // Decodes the \u escape that text begins with, together with a second one when both make a pair.
 // The number of bytes used; 0 when the escape is broken.
 size_t DecodeUnicodeEscape(std::string_view text, char*& next) {
+  if (const std::optional<char> ascii = AsciiEscapeValue(text)) {
+    *next++ = *ascii;
+    return kUnicodeEscapeBytes;
+  }
   const std::optional<uint32_t> unit = UnicodeEscapeValue(text);
   if (!unit) {
     return 0;
@@ -257,7 +274,7 @@ constexpr std::array<Escape, 256> kEscapes = [] {
 const Escape& EscapeFor(char byte) { return kEscapes[static_cast<uint8_t>(byte)]; }
 
 // This many bytes are escaped one by one where escapes are many.
-constexpr size_t kEscapedTogether = 32;
+constexpr size_t kEscapedTogether = 128;
 
 void AppendEscaped(std::string& escaped, std::string_view bytes) {
   std::array<char, kEscapedTogether * kUnicodeEscapeBytes + sizeof(Escape)> piece;
