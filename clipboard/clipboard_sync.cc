@@ -38,6 +38,10 @@ void ClipboardSync::OnClipboardUpdate() {
   if (!flags.controllerActive.load()) {
     return;
   }
+  // To open the clipboard only to find that out would keep whoever pastes right now from it.
+  if (HoldsWrittenText()) {
+    return;
+  }
   const std::string text = ReadClipboardText();
   if (!text.empty() && RememberNewText(text)) {
     SendClipboardText(text);

@@ -72,6 +72,18 @@ TEST_F(ClipboardSyncTest, SendsNoEchoOfTheControllersText) {
   EXPECT_EQ(Sent().size(), 2u) << "but only while it is the last one";
 }
 
+TEST_F(ClipboardSyncTest, LeavesTheControllersTextUnreadWhereItIsKnownUnread) {
+  FakeClipboard::SetTellsOwnText(true);
+  ControllerSends(R"({"type":"clipboard","text":"hello"})");
+  EXPECT_EQ(FakeClipboard::ReadCount(), 0u);
+  EXPECT_THAT(Sent(), IsEmpty());
+  UserCopies("hello");
+  EXPECT_EQ(FakeClipboard::ReadCount(), 1u);
+  EXPECT_THAT(Sent(), IsEmpty());
+  UserCopies("world");
+  EXPECT_THAT(Sent(), ElementsAre(R"({"type":"clipboard","text":"world"})"));
+}
+
 TEST_F(ClipboardSyncTest, SendsNoEchoOfATextThatIsSeenBeforeItsWriteHasEnded) {
   FakeClipboard::SetWritesTakeLong(true);
   ControllerSends(R"({"type":"clipboard","text":"hello"})");

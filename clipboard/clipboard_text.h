@@ -14,4 +14,8 @@ std::string ReadClipboardText();
 // keeps the clipboard open, it stays as it was; the user copies again.
 void WriteClipboardText(std::string_view text);
 
+// Whether the clipboard still holds what WriteClipboardText put there last, and reading it would
+// give back the very same text. Does not open the clipboard. False where the system does not tell.
+bool HoldsWrittenText();
+
 }  // namespace talu

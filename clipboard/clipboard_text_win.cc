@@ -43,7 +43,7 @@ class OpenedClipboard {
   }
   ~OpenedClipboard() {
     if (!opened) return;
-    CloseClipboard();
+    Close();
     ownTurnTaken.store(false);
   }
   OpenedClipboard(const OpenedClipboard&) = delete;
@@ -51,9 +51,35 @@ class OpenedClipboard {
 
   explicit operator bool() const { return opened; }
 
+  // Before the end of the scope, until which no other thread of ours has a turn.
+  void Close() {
+    if (!closed) CloseClipboard();
+    closed = true;
+  }
+
  private:
   bool opened = false;
+  bool closed = false;
 };
+
+// The system's count of changes after the clipboard has taken a text of ours that comes back
+// unchanged; 0 for no such text.
+std::atomic<DWORD> writtenAtChange{0};
+
+// Closing the clipboard counts as changes, too, and whoever comes right after it may have changed
+// it again. But then it has an owner, which it has not after us, who open it without a window.
+DWORD ChangeOfOurOwn() {
+  const DWORD change = GetClipboardSequenceNumber();
+  const bool hasOwner = GetClipboardOwner() != nullptr;
+  return hasOwner || GetClipboardSequenceNumber() != change ? 0 : change;
+}
+
+void AwaitOwnTurns() {
+  const uint64_t deadlineMs = GetTickCount64() + kOpenPatienceMs;
+  while (ownTurnTaken.load() && GetTickCount64() < deadlineMs) {
+    Sleep(kOpenRetryMs);
+  }
+}
 
 // The address of a movable block, for one scope; null when it cannot be had.
 class LockedBlock {
@@ -142,6 +168,13 @@ HGLOBAL BlockWith(std::string_view text) {
   return filled;
 }
 
+// A text ends at its first NUL, and bytes that are no UTF-8 come back as replacement characters.
+bool ComesBackUnchanged(std::string_view text) {
+  return text.find('\0') == std::string_view::npos &&
+         MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
+                             static_cast<int>(text.size()), nullptr, 0) > 0;
+}
+
 }  // namespace
 
 std::string ReadClipboardText() {
@@ -158,7 +191,8 @@ void WriteClipboardText(std::string_view text) {
   if (block.Get() == nullptr) {
     return;
   }
-  const OpenedClipboard clipboard;
+  const bool unchanged = ComesBackUnchanged(text);
+  OpenedClipboard clipboard;
   if (!clipboard) {
     return;
   }
@@ -166,7 +200,16 @@ void WriteClipboardText(std::string_view text) {
   (void)EmptyClipboard();
   if (SetClipboardData(CF_UNICODETEXT, block.Get()) != nullptr) {
     block.Release();
+    clipboard.Close();
+    writtenAtChange.store(unchanged ? ChangeOfOurOwn() : 0);
   }
+}
+
+bool HoldsWrittenText() {
+  // The news of a text comes while its writer is still at work.
+  AwaitOwnTurns();
+  const DWORD writtenAt = writtenAtChange.load();
+  return writtenAt != 0 && writtenAt == GetClipboardSequenceNumber();
 }
 
 }  // namespace talu

@@ -119,6 +119,27 @@ TEST(ClipboardText, IsEmptyForPicturesAndEmptyTexts) {
   EXPECT_EQ(ReadClipboardText(), "text again");
 }
 
+TEST(ClipboardText, IsKnownAsWrittenUntilAnotherProgramCopies) {
+  WriteClipboardText("剪贴板 😀");
+  EXPECT_TRUE(HoldsWrittenText());
+  EXPECT_EQ(ReadClipboardText(), "剪贴板 😀");
+  EXPECT_TRUE(HoldsWrittenText());
+  UserCopies(u"剪贴板 😀");
+  EXPECT_FALSE(HoldsWrittenText());
+  WriteClipboardText("once more");
+  EXPECT_TRUE(HoldsWrittenText());
+  UserCopiesPicture();
+  EXPECT_FALSE(HoldsWrittenText());
+}
+
+TEST(ClipboardText, IsNotKnownAsWrittenWhenItComesBackChanged) {
+  WriteClipboardText("a");
+  WriteClipboardText(std::string("a\0b", 3));
+  EXPECT_FALSE(HoldsWrittenText());
+  WriteClipboardText("a\xFF");
+  EXPECT_FALSE(HoldsWrittenText());
+}
+
 TEST(ClipboardText, WithoutATerminatorEndsWithItsBlock) {
   constexpr char16_t kUnits[] = {u'a', u'b', u'c', u'd'};
   PutBytes(CF_UNICODETEXT, kUnits, sizeof kUnits);

@@ -41,7 +41,7 @@ async function copyOnHost(page, stand, name, text) {
 }
 
 // A field pastes nothing while some program has the clipboard open, as those that keep in step with it
-// do for a moment after every change, the host too. Whoever sits there pastes again.
+// do for a moment after a change. Whoever sits there pastes again.
 const kPasteMs = 5000;
 
 /** Pastes, over all of the text if it takes more than one try. */

@@ -115,6 +115,8 @@ export const kFailing = {
   },
   'Clipboard': {
     'OpenClipboard': [nothing(5)],
+    'GetClipboardSequenceNumber': [nothing(5)],
+    'GetClipboardOwner': [{value: 1, label: '1', error: 0, way: 'instead'}],
     'EmptyClipboard': [nothing(5)],
     'GetClipboardData': [nothing(1418)],
     'SetClipboardData': [nothing(8)],

@@ -26,8 +26,11 @@ struct Board {
   std::string text;
   bool openElsewhere = false;
   bool writesTakeLong = false;
+  bool tellsOwnText = false;
   size_t writeCount = 0;
+  size_t readCount = 0;
   uint64_t changeCount = 0;
+  uint64_t ownChange = 0;
   std::vector<Listener*> listeners;
 };
 
@@ -52,8 +55,11 @@ void FakeClipboard::Reset() {
   board.text.clear();
   board.openElsewhere = false;
   board.writesTakeLong = false;
+  board.tellsOwnText = false;
   board.writeCount = 0;
+  board.readCount = 0;
   board.changeCount = 0;
+  board.ownChange = 0;
 }
 
 void FakeClipboard::Copy(const std::string& text) { Put(text); }
@@ -73,6 +79,11 @@ void FakeClipboard::SetOpenElsewhere(bool open) {
 void FakeClipboard::SetWritesTakeLong(bool takeLong) {
   const std::lock_guard<std::mutex> hold(TheBoard().lock);
   TheBoard().writesTakeLong = takeLong;
+}
+
+void FakeClipboard::SetTellsOwnText(bool tells) {
+  const std::lock_guard<std::mutex> hold(TheBoard().lock);
+  TheBoard().tellsOwnText = tells;
 }
 
 void FakeClipboard::WaitUntilTold() {
@@ -95,8 +106,14 @@ size_t FakeClipboard::WriteCount() {
   return TheBoard().writeCount;
 }
 
+size_t FakeClipboard::ReadCount() {
+  const std::lock_guard<std::mutex> hold(TheBoard().lock);
+  return TheBoard().readCount;
+}
+
 std::string ReadClipboardText() {
   const std::lock_guard<std::mutex> hold(TheBoard().lock);
+  ++TheBoard().readCount;
   return TheBoard().openElsewhere ? std::string() : TheBoard().text;
 }
 
@@ -108,12 +125,18 @@ void WriteClipboardText(std::string_view text) {
     return;
   }
   board.text = text;
-  ++board.changeCount;
+  board.ownChange = ++board.changeCount;
   board.changed.notify_all();
   if (board.writesTakeLong) {
     hold.unlock();
     FakeClipboard::WaitUntilTold();
   }
+}
+
+bool HoldsWrittenText() {
+  const Board& board = TheBoard();
+  const std::lock_guard<std::mutex> hold(TheBoard().lock);
+  return board.tellsOwnText && board.ownChange != 0 && board.ownChange == board.changeCount;
 }
 
 struct ClipboardWatcher::State {

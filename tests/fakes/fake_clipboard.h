@@ -26,12 +26,17 @@ class FakeClipboard {
   // Lets a write by the program return only when every started watcher has been told of it.
   static void SetWritesTakeLong(bool takeLong);
 
+  // Lets the program tell its own text from others' without reading it; it cannot at first, as on a
+  // system that does not tell.
+  static void SetTellsOwnText(bool tells);
+
   // Returns when every started watcher has been told of all changes so far.
   static void WaitUntilTold();
 
   static size_t StartedWatchers();
-  // Writes by the program, lost ones included.
+  // Writes by the program, lost ones included, and its reads.
   static size_t WriteCount();
+  static size_t ReadCount();
 };
 
 }  // namespace talu
