@@ -94,7 +94,7 @@ void Empty() { ++emptyCalls; }
 
 template <typename Value>
 void Put(uint8_t* record, size_t offset, Value value) {
-  std::memcpy(record + offset, &value, sizeof(Value));
+  std::memcpy(record + offset, &value, sizeof value);
 }
 
 // The records as bytes, laid out here once more, so that a shift in the headers shows.
@@ -111,7 +111,7 @@ struct ConfigBytes {
     Put(bytes, 144, &OnScreenInfo);
     Put(bytes, 152, uint32_t{1});
     Put(bytes, 160, &OnLog);
-    Put(bytes, 168, host);
+    Put(bytes, 168, static_cast<void*>(host));
   }
   const SdkGlobalConfig* Record() const { return reinterpret_cast<const SdkGlobalConfig*>(bytes); }
   alignas(8) uint8_t bytes[176] = {};
