@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "base/sdk_records.h"
+#include "devkit/loopback/entry_points.h"
 
 namespace talu {
 namespace {

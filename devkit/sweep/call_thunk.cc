@@ -122,7 +122,8 @@ void* MakeThunkCode(CallThunk* thunk) {
   used += kCodeStep;
   auto* const common = thunk->isMethod ? &TaluMethodThunk : &TaluCommonThunk;
   std::memcpy(code, kCode.data(), kCode.size());
-  std::memcpy(code + kThunkAt, &thunk, sizeof(thunk));
+  // The pointer itself.
+  std::memcpy(code + kThunkAt, &thunk, sizeof(thunk));  // NOLINT(bugprone-sizeof-expression)
   std::memcpy(code + kCommonAt, &common, sizeof(common));
   return code;
 }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace talu {
 namespace {
@@ -209,7 +210,7 @@ HRESULT Client::SetBitRate(int kbps) {
 HRESULT Client::ForceKeyFrame() { return SetNumber(kForceKeyFrame, VT_UI4, 1); }
 
 HRESULT Client::Start(ComPtr<IMFTransform> made, const StreamSettings& wanted) {
-  transform = made;
+  transform = std::move(made);
   settings = wanted;
   ComPtr<IMFAttributes> attributes;
   if (SUCCEEDED(transform->GetAttributes(&attributes))) {

@@ -18,24 +18,25 @@ struct EncoderLibrary {
   SetEncoderBitRateFunction* setBitRate = nullptr;
   SetKeyFrameIntervalFunction* setKeyFrameInterval = nullptr;
   CloseEncoderFunction* close = nullptr;
-
-  bool Complete() const { return open && encode && setBitRate && setKeyFrameInterval && close; }
+  // All of them are there.
+  bool complete = false;
 };
 
 template <typename Function>
-void Resolve(HMODULE module, const char* name, Function*& function) {
+bool Resolve(HMODULE module, const char* name, Function*& function) {
   function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+  return function != nullptr;
 }
 
 EncoderLibrary LoadEncoderLibrary() {
   EncoderLibrary library;
   const HMODULE module = LoadLibraryW(kEncoderLibraryName);
   if (!module) return library;
-  Resolve(module, "TaluOpenEncoder", library.open);
-  Resolve(module, "TaluEncodePicture", library.encode);
-  Resolve(module, "TaluSetEncoderBitRate", library.setBitRate);
-  Resolve(module, "TaluSetKeyFrameInterval", library.setKeyFrameInterval);
-  Resolve(module, "TaluCloseEncoder", library.close);
+  library.complete = Resolve(module, "TaluOpenEncoder", library.open) &&
+                     Resolve(module, "TaluEncodePicture", library.encode) &&
+                     Resolve(module, "TaluSetEncoderBitRate", library.setBitRate) &&
+                     Resolve(module, "TaluSetKeyFrameInterval", library.setKeyFrameInterval) &&
+                     Resolve(module, "TaluCloseEncoder", library.close);
   return library;
 }
 
@@ -92,7 +93,7 @@ HRESULT MakeSample(size_t bytes, ComPtr<IMFSample>& sample) {
 
 }  // namespace
 
-bool EncoderCore::Available() { return Library().Complete(); }
+bool EncoderCore::Available() { return Library().complete; }
 
 HRESULT EncoderCore::Open(const EncoderShape& wanted) {
   Close();
