@@ -217,7 +217,8 @@ set_monitors() {
       options+=(--output "DUMMY$i" --off)
     fi
   done
-  xrandr "${options[@]}"
+  # Left to reckon the millimetres itself, it rounds them down at every change, in the end to none.
+  xrandr --dpi 96 "${options[@]}"
   # Wine reads the server's cached list of outputs, which only a query brings up to date.
   xrandr >"${talu_run_dir:-/tmp}/xrandr.out" 2>&1 || true
 }
