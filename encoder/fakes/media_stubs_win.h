@@ -54,7 +54,6 @@ class AttributesStub : public Interface {
 
 class ActivateStub : public AttributesStub<IMFActivate> {
  public:
-  virtual ~ActivateStub() = default;
   HRESULT ActivateObject(REFIID, void**) override { return E_NOTIMPL; }
   HRESULT ShutdownObject() override { return E_NOTIMPL; }
   HRESULT DetachObject() override { return E_NOTIMPL; }
@@ -62,7 +61,6 @@ class ActivateStub : public AttributesStub<IMFActivate> {
 
 class MediaEventStub : public AttributesStub<IMFMediaEvent> {
  public:
-  virtual ~MediaEventStub() = default;
   HRESULT GetType(MediaEventType*) override { return E_NOTIMPL; }
   HRESULT GetExtendedType(GUID*) override { return E_NOTIMPL; }
   HRESULT GetStatus(HRESULT*) override { return E_NOTIMPL; }
@@ -71,7 +69,6 @@ class MediaEventStub : public AttributesStub<IMFMediaEvent> {
 
 class MediaTypeStub : public AttributesStub<IMFMediaType> {
  public:
-  virtual ~MediaTypeStub() = default;
   HRESULT GetMajorType(GUID*) override { return E_NOTIMPL; }
   HRESULT IsCompressedFormat(BOOL*) override { return E_NOTIMPL; }
   HRESULT IsEqual(IMFMediaType*, DWORD*) override { return E_NOTIMPL; }
@@ -81,7 +78,6 @@ class MediaTypeStub : public AttributesStub<IMFMediaType> {
 
 class SampleStub : public AttributesStub<IMFSample> {
  public:
-  virtual ~SampleStub() = default;
   HRESULT GetSampleFlags(DWORD*) override { return E_NOTIMPL; }
   HRESULT SetSampleFlags(DWORD) override { return E_NOTIMPL; }
   HRESULT GetSampleTime(LONGLONG*) override { return E_NOTIMPL; }
