@@ -250,7 +250,8 @@ class Duplication : public Counted<UnscriptedDuplication> {
     desc.SampleDesc.Count = 1;
     ID3D11Texture2D* texture = new Texture(desc, shown.shade);
     *resource = new Resource(texture);
-    texture->Release();
+    // The resource holds on to it.
+    texture->Release();  // NOLINT(clang-analyzer-cplusplus.NewDelete)
     return S_OK;
   }
 
