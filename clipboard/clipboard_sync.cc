@@ -38,7 +38,7 @@ void ClipboardSync::OnClipboardUpdate() {
   if (!flags.controllerActive.load()) {
     return;
   }
-  // To open the clipboard only to find that out would keep whoever pastes right now from it.
+  // Our own text need not be read, and an open clipboard keeps out whoever pastes right now.
   if (HoldsWrittenText()) {
     return;
   }

@@ -134,8 +134,8 @@ void WriteClipboardText(std::string_view text) {
 }
 
 bool HoldsWrittenText() {
-  const Board& board = TheBoard();
-  const std::lock_guard<std::mutex> hold(TheBoard().lock);
+  Board& board = TheBoard();
+  const std::lock_guard<std::mutex> hold(board.lock);
   return board.tellsOwnText && board.ownChange != 0 && board.ownChange == board.changeCount;
 }
 
